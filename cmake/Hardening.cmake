@@ -3,9 +3,20 @@
 include(CheckPIESupported)
 check_pie_supported()
 
+set(OBG_SANITIZE "" CACHE STRING "Sanitizers to build everything with, for example address,undefined or thread")
+
 add_library(obg_build_flags INTERFACE)
 target_compile_options(obg_build_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
                                                  -fstack-protector-strong)
-target_compile_definitions(obg_build_flags
-                           INTERFACE $<$<NOT:$<OR:$<CONFIG:Debug>,$<BOOL:${OBG_SANITIZE}>>>:_FORTIFY_SOURCE=2>)
 target_link_options(obg_build_flags INTERFACE -Wl,-z,relro,-z,now)
+
+# Fortified string functions need optimisation, hide calls from the sanitizers, and may come from the packager's flags.
+if(NOT OBG_SANITIZE AND NOT CMAKE_CXX_FLAGS MATCHES "_FORTIFY_SOURCE|-O0")
+  target_compile_definitions(obg_build_flags INTERFACE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+endif()
+
+# For the whole folder, not by target: a part that is left uninstrumented hides errors.
+if(OBG_SANITIZE)
+  add_compile_options(-fsanitize=${OBG_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${OBG_SANITIZE})
+endif()
