@@ -4,18 +4,16 @@ include(CMakePackageConfigHelpers)
 
 set(OBG_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/obg_manifest)
 
-set_target_properties(obg_manifest PROPERTIES EXPORT_NAME manifest)
+# A header that no other project may rely on is left out here by name.
+file(GLOB_RECURSE OBG_HEADERS CONFIGURE_DEPENDS vpn/*.h)
+target_sources(obg_manifest PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${OBG_HEADERS})
+set_target_properties(obg_manifest PROPERTIES EXPORT_NAME manifest VERIFY_INTERFACE_HEADER_SETS ON)
 install(TARGETS obg_manifesttool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
 install(
   TARGETS obg_manifest
   EXPORT obg_manifest
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
-install(
-  DIRECTORY vpn
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  COMPONENT development
-  FILES_MATCHING
-  PATTERN "*.h")
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
 install(
   EXPORT obg_manifest
