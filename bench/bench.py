@@ -1,0 +1,266 @@
+#!/usr/bin/env python3
+"""Measures the tool against its floors and peers. Started by script/bench, in a private mount namespace."""
+
+import argparse
+import os
+import shutil
+import statistics
+import subprocess
+import sys
+import time
+
+import peers
+import plot
+from runs import AGAIN, INSTALL_ROOT, MODES, RECORD, SCRATCH, STRIKE
+from runs import Floor, Measurer, StoreKeeper, WrongStore, growth_exponent
+
+SMALL, MIDDLE, LARGE, LARGEST = 20, 1_000, 10_000, 100_000
+PLOT_SIZES = [SMALL, MIDDLE, LARGE, LARGEST]
+MEMORY_SIZES = [10_000, 20_000, 50_000, 100_000]
+CHECK_SIZES = [2_000, 5_000, 10_000, 20_000]
+PAIRS = 7
+
+# What the tool is held to, and what it would be nice to have.
+GOALS = {
+    "start": (1.35, 1.25),
+    RECORD: (2.2, 1.9),
+    AGAIN: (2.3, 2.0),
+    STRIKE: (2.3, 2.0),
+    "cpu": (4.5, 3.5),
+    "growth": (1.1, 1.05),
+    "memory": (2_100, 1_600),
+}
+LEEWAY = 1.1  # --check fails when a goal is missed by more than a tenth
+
+
+def median_and_spread(values, form="{:.2f}"):
+    middle, low, high = (form.format(value) for value in (statistics.median(values), min(values), max(values)))
+    return f"{middle} ({low} to {high})"
+
+
+def print_table(head, rows):
+    print("| " + " | ".join(head) + " |")
+    print("|" + "---|" * len(head))
+    for row in rows:
+        print("| " + " | ".join(row) + " |", flush=True)
+    print()
+
+
+def interleaved(measurer, programs, mode, count, rounds=PAIRS):
+    """CPU milliseconds of each program over several rounds; every round runs each once, in turning order."""
+    times = {program: [] for program in programs}
+    for turn in range(rounds):
+        order = programs[turn % len(programs) :] + programs[: turn % len(programs)]
+        for program in order:
+            times[program].append(measurer.cost(program, mode, count).milliseconds)
+    return times
+
+
+def ratios(over, under):
+    return [a / b for a, b in zip(over, under)]
+
+
+def instruction_growth(measurer, start, program, mode, sizes=(2_000, 20_000)):
+    """The growth exponent of what a run costs beyond starting a process, which would make growth look smaller."""
+    at_start = measurer.instructions(start, RECORD, SMALL)
+    small, large = (measurer.instructions(program, mode, size) - at_start for size in sizes)
+    return growth_exponent(small, large, sizes[1] / sizes[0])
+
+
+class Report:
+    """The table of figures for the tool, a second program beside it (the floor `ideal`), and an older tool."""
+
+    def __init__(self, measurer, start, sax, contenders):
+        self.measurer = measurer
+        self.start = start
+        self.sax = sax
+        self.contenders = contenders
+
+    def print(self):
+        head = ["figure", "goal", "stretch", *(contender.name for contender in self.contenders)]
+        print_table(head, self.rows())
+
+    def rows(self):
+        yield self.row("instructions, 20 entries into an empty store, over start", "start", self.over_start)
+        for mode in MODES:
+            yield self.row(f"instructions, 1,000 entries, {mode}, over sax", mode, lambda c, m=mode: self.over_sax(c, m))
+        cpu = {mode: self.cpu(mode, LARGEST) for mode in MODES}
+        cpu_before = {mode: self.cpu(mode, LARGE) for mode in MODES}
+        for mode in MODES:
+            times = cpu[mode]
+            yield self.row(
+                f"CPU, 100,000 entries, {mode}, over sax",
+                "cpu",
+                lambda c, t=times: median_and_spread(ratios(t[c], t[self.sax])),
+            )
+        for mode in MODES:
+            before, after = cpu_before[mode], cpu[mode]
+            yield self.row(
+                f"growth exponent from 10,000 to 100,000 entries, {mode}, of CPU time",
+                "growth",
+                lambda c, b=before, a=after: median_and_spread(
+                    [growth_exponent(x, y, LARGEST / LARGE) for x, y in zip(b[c], a[c])]
+                ),
+            )
+        for mode in MODES:
+            yield self.row(
+                f"growth exponent from 2,000 to 20,000 entries, {mode}, of instructions net of start",
+                "growth",
+                lambda c, m=mode: f"{instruction_growth(self.measurer, self.start, c, m):.3f}",
+            )
+        for mode in MODES:
+            yield self.row(
+                f"peak memory per entry, {mode}, bytes",
+                "memory",
+                lambda c, m=mode: f"{self.measurer.peak_per_entry(c, m, MEMORY_SIZES):,.0f}",
+            )
+
+    def row(self, figure, goal, measure):
+        return [figure, *(f"{value:,}" for value in GOALS[goal]), *(measure(contender) for contender in self.contenders)]
+
+    def over_start(self, contender):
+        start = self.measurer.instructions(self.start, RECORD, SMALL)
+        return f"{self.measurer.instructions(contender, RECORD, SMALL) / start:.3f}"
+
+    def over_sax(self, contender, mode):
+        sax = self.measurer.instructions(self.sax, RECORD, MIDDLE)
+        return f"{self.measurer.instructions(contender, mode, MIDDLE) / sax:.3f}"
+
+    def cpu(self, mode, count):
+        return interleaved(self.measurer, [self.sax, *self.contenders], mode, count)
+
+
+def print_against(measurer, new, old):
+    rows = []
+    for mode in MODES:
+        for count in (SMALL, MIDDLE):
+            a, b = (measurer.instructions(program, mode, count) for program in (new, old))
+            rows.append([f"instructions, {count:,} entries, {mode}", f"{b:,}", f"{a:,}", f"{a / b:.3f}"])
+    for mode in MODES:
+        times = interleaved(measurer, [new, old], mode, LARGE)
+        rows.append(
+            [f"CPU milliseconds, {LARGE:,} entries, {mode}"]
+            + [f"{statistics.median(times[program]):.1f}" for program in (old, new)]
+            + [median_and_spread(ratios(times[new], times[old]), "{:.3f}")]
+        )
+    for mode in MODES:
+        a, b = (measurer.peak_per_entry(program, mode, CHECK_SIZES) for program in (new, old))
+        rows.append([f"peak memory per entry, {mode}, bytes", f"{b:,.0f}", f"{a:,.0f}", f"{a / b:.3f}"])
+    print_table(["figure", "old", "new", "new over old"], rows)
+
+
+def print_peers(measurer, floors, tool, others, svg):
+    programs = [tool, *floors, *others]
+    times = {count: interleaved(measurer, programs, RECORD, count, 5) for count in PLOT_SIZES}
+    rows = [
+        [program.name, *(median_and_spread(times[count][program], "{:,.1f}") for count in PLOT_SIZES)]
+        for program in programs
+    ]
+    print("CPU milliseconds to record as many files into an empty store, median (least to most) of 5 runs:\n")
+    print_table(["program", *(f"{count:,}" for count in PLOT_SIZES)], rows)
+
+    print(f"CPU milliseconds at {MIDDLE:,} entries, by what is done:\n")
+    by_mode = {mode: interleaved(measurer, [tool, *others], mode, MIDDLE, 5) for mode in MODES}
+    rows = [
+        [program.name, *(median_and_spread(by_mode[mode][program], "{:,.1f}") for mode in MODES)]
+        for program in [tool, *others]
+    ]
+    print_table(["program", "record", "record again", "strike"], rows)
+    for other in others:
+        print(f"- {other.name}: {other.says}")
+    print()
+
+    curves = {
+        program.name: [(count, statistics.median(times[count][program])) for count in PLOT_SIZES] for program in programs
+    }
+    plot.draw(svg, "Cost over size", "entries in the manifest", "CPU milliseconds to record them", curves)
+    print(f"Plot: {svg}")
+
+
+def installed(others):
+    needs = {"xmlstarlet": ["xmlstarlet", "sqlite3"], "rpm": ["rpm", "rpmbuild"], "dpkg": ["dpkg", "dpkg-deb"]}
+    for other in others:
+        missing = [need for need in needs.get(other.name, []) if shutil.which(need) is None]
+        if missing:
+            print(f"{other.name} is not measured: {' and '.join(missing)} not found\n")
+        else:
+            yield other
+
+
+def check(measurer, tool, start, sax):
+    """True when no figure misses its goal by more than a tenth. Looks at instructions and memory, never at time."""
+    sax_instructions = measurer.instructions(sax, RECORD, MIDDLE)
+    good = True
+    for mode in MODES:
+        figures = [
+            (f"instructions, 1,000 entries, {mode}, over sax", mode,
+             measurer.instructions(tool, mode, MIDDLE) / sax_instructions),
+            (f"growth exponent from 2,000 to 20,000 entries, {mode}", "growth",
+             instruction_growth(measurer, start, tool, mode)),
+            (f"peak memory per entry, {mode}, bytes", "memory", measurer.peak_per_entry(tool, mode, CHECK_SIZES)),
+        ]
+        for figure, goal, value in figures:
+            limit = GOALS[goal][0] * LEEWAY
+            good = good and value <= limit
+            print(f"{'ok  ' if value <= limit else 'FAIL'} {figure}: {value:,.3f} (limit {limit:,.3f})", flush=True)
+    return good
+
+
+def print_profile(measurer, program, mode, count):
+    out = SCRATCH + "/profile.out"
+    measurer.callgrind(program, mode, count, out)
+    print(f"Where the instructions of {program.name} {mode} with {count:,} entries go (callgrind_annotate):\n", flush=True)
+    subprocess.run(["callgrind_annotate", "--threshold=95", out], check=True)
+
+
+def machine():
+    with open("/proc/cpuinfo", encoding="utf-8") as stream:
+        models = [line.split(":", 1)[1].strip() for line in stream if line.startswith("model name")]
+    return f"{len(models)} x {models[0] if models else 'unknown processor'}, Linux {os.uname().release}"
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser(prog="script/bench", description=__doc__)
+    parser.add_argument("--build", required=True, help=argparse.SUPPRESS)
+    parser.add_argument("--svg", help="where to draw the plot (default: performance.svg in the build folder)")
+    what = parser.add_mutually_exclusive_group()
+    what.add_argument("--check", action="store_true", help="only compare instructions and memory with the goals; for CI")
+    what.add_argument("--against", metavar="BINARY", help="only hold an older obg_manifesttool against this one")
+    what.add_argument("--profile", metavar="ENTRIES", type=int, help="only print where the instructions go")
+    parser.add_argument("--mode", choices=MODES, default=RECORD, help="what --profile does (default: %(default)s)")
+    return parser.parse_args()
+
+
+def main():
+    options = parse_arguments()
+    if not os.path.ismount("/opt") or os.listdir("/opt"):
+        sys.exit("bench.py: /opt is not an empty private mount; start script/bench")
+    os.makedirs(INSTALL_ROOT)
+    os.makedirs(SCRATCH)
+    os.environ.update(LC_ALL="C.UTF-8", TZ="UTC")
+
+    began = time.monotonic()
+    bench = options.build + "/bench"
+    measurer = Measurer(bench + "/obg_bench_measure")
+    tool = StoreKeeper("obg_manifesttool", options.build + "/obg_manifesttool")
+    start, sax = (Floor(name, f"{bench}/floors/obg_floor_{name}") for name in ("start", "sax"))
+    ideal = StoreKeeper("ideal", bench + "/floors/obg_floor_ideal")
+
+    try:
+        if options.check:
+            sys.exit(0 if check(measurer, tool, start, sax) else 1)
+        if options.profile:
+            return print_profile(measurer, tool, options.mode, options.profile)
+        print(f"{machine()}; CPU ratios: median (least to most) of {PAIRS} interleaved rounds\n")
+        if options.against:
+            return print_against(measurer, tool, StoreKeeper("old", os.path.abspath(options.against)))
+        Report(measurer, start, sax, [tool, ideal]).print()
+        others = list(installed(peers.all_peers()))
+        print_peers(measurer, [start, sax, ideal], tool, others, options.svg or options.build + "/performance.svg")
+        print(f"Every store was checked after every run. Took {time.monotonic() - began:.0f} seconds.")
+    except (WrongStore, subprocess.CalledProcessError) as error:
+        sys.exit(f"bench.py: {error}")
+
+
+if __name__ == "__main__":
+    main()
