@@ -37,3 +37,7 @@ install(
   FILES ${CMAKE_CURRENT_BINARY_DIR}/obg_manifest.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT development)
+
+install(FILES packaging/man/obg_manifesttool.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+install(FILES packaging/man/obg-manifest.5 packaging/man/VPNManifest.dat.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5
+        COMPONENT tool)
