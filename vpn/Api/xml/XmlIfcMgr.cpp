@@ -1,0 +1,68 @@
+#include "vpn/Api/xml/XmlIfcMgr.h"
+
+#include "vpn/Common/AppLog.h"
+#include "vpn/Common/Xml/XmlElement.h"
+
+namespace {
+
+bool isBlank(const std::string& text)
+{
+    return text.find_first_not_of(" \n\r\t") == std::string::npos;
+}
+
+void logNoElement(const char* function, unsigned line)
+{
+    CAppLog::LogDebugMessage(function, "../../../../vpn/Api/xml/XmlIfcMgr", line, Logging::DI_ERROR,
+                             "Called when no element is set");
+}
+
+} // namespace
+
+XmlIfcMgr::~XmlIfcMgr()
+{
+    deleteXmlElements();
+}
+
+void XmlIfcMgr::addElement(const std::string& name)
+{
+    setNewElement(name);
+}
+
+void XmlIfcMgr::endElement(const std::string& /*name*/)
+{
+    m_current = nullptr;
+}
+
+void XmlIfcMgr::setElementValue(const std::string& value)
+{
+    if (m_current != nullptr) {
+        m_current->appendElementValue(value);
+    } else if (!isBlank(value)) {
+        logNoElement("setElementValue", 34);
+    }
+}
+
+void XmlIfcMgr::addAttribute(const std::string& name, const std::string& value)
+{
+    if (m_current != nullptr) {
+        m_current->addNVPair(name, value);
+    } else if (!isBlank(name) || !isBlank(value)) {
+        logNoElement("addAttribute", 49);
+    }
+}
+
+void XmlIfcMgr::setNewElement(const std::string& name)
+{
+    m_elements.push_back(nullptr);
+    m_elements.back() = new XmlElement(name);
+    m_current = m_elements.back();
+}
+
+void XmlIfcMgr::deleteXmlElements()
+{
+    m_current = nullptr;
+    for (XmlElement*& element : m_elements) {
+        delete element;
+        element = nullptr;
+    }
+}

@@ -1,0 +1,3 @@
+#include "vpn/Common/ILogger.h"
+
+ILogger::~ILogger() = default;

@@ -1,0 +1,64 @@
+#include "vpn/Common/StdoutLogger.h"
+
+#include "vpn/Common/StatusCodes.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <ctime>
+#include <iostream>
+
+#include <unistd.h>
+
+namespace {
+
+std::string localTime()
+{
+    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+    std::tm parts{};
+    localtime_r(&now, &parts);
+    std::array<char, sizeof "-2147483648-12-31 23:59:59"> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts);
+    return text.data();
+}
+
+} // namespace
+
+CStdoutLogger::CStdoutLogger(const char* programName) : m_programName(programName == nullptr ? "" : programName)
+{
+    // A static constructor of another file may log before this file's own copy from <iostream> has run.
+    static const std::ios_base::Init standardStreams;
+}
+
+CStdoutLogger::~CStdoutLogger() = default;
+
+long CStdoutLogger::Log(Logging::Severity severity, const char* text, const char* /*messageName*/,
+                        Logging::MessageID /*id*/, Logging::DebugImportance importance)
+{
+    if (text == nullptr) {
+        return StatusCode::MissingArgument;
+    }
+    std::string line(text);
+    std::replace(line.begin(), line.end(), '\n', ' ');
+    std::cout << localTime() << ' ' << m_programName << '[' << getpid() << "]: [" << getLevel(severity, importance)
+              << "] " << line << std::endl;
+    return StatusCode::Success;
+}
+
+const char* CStdoutLogger::getLevel(Logging::Severity severity, Logging::DebugImportance importance)
+{
+    static constexpr std::array levels{"EMERGENCY", "ALERT", "CRITICAL", "ERROR", "WARNING", "NOTICE", "INFO"};
+    if (severity < levels.size()) {
+        return levels[severity];
+    }
+    switch (importance) {
+    case Logging::DI_ERROR:
+        return "ERROR";
+    case Logging::DI_WARNING:
+        return "WARNING";
+    case Logging::DI_INFO: // Not "INFO": log readers know informational notes as notices.
+    case Logging::DI_TABLE:
+        return "NOTICE";
+    }
+    return "DEBUG";
+}

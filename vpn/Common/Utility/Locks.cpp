@@ -1,0 +1,43 @@
+#include "vpn/Common/Utility/Locks.h"
+
+CManualLock::CManualLock(unsigned long /*ignored*/)
+{
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+    pthread_mutex_init(&m_mutex, &attributes);
+    pthread_mutexattr_destroy(&attributes);
+}
+
+CManualLock::~CManualLock()
+{
+    while (CManualLock::Unlock() != 0) {
+    }
+    pthread_mutex_destroy(&m_mutex);
+}
+
+void CManualLock::Lock()
+{
+    pthread_mutex_lock(&m_mutex);
+    ++m_holds;
+}
+
+bool CManualLock::TryLock()
+{
+    if (pthread_mutex_trylock(&m_mutex) != 0) {
+        return false;
+    }
+    ++m_holds;
+    return true;
+}
+
+std::uint64_t CManualLock::Unlock()
+{
+    if (m_holds == 0) {
+        return 0;
+    }
+    // Counted before the mutex is given back: the next holder may be at work as soon as it is.
+    const std::uint64_t left = --m_holds;
+    pthread_mutex_unlock(&m_mutex);
+    return left;
+}

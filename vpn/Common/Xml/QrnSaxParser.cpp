@@ -1,0 +1,236 @@
+#include "vpn/Common/Xml/QrnSaxParser.h"
+
+#include "vpn/Common/AppLog.h"
+#include "vpn/Common/StatusCodes.h"
+#include "vpn/Common/Utility/SecureString.h"
+#include "vpn/Common/Utility/StringUtils.h"
+#include "vpn/Common/Xml/XmlMgr.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <utility>
+
+#include <libxml/parser.h>
+#include <libxml/parserInternals.h>
+
+#include <sys/stat.h>
+
+namespace {
+
+constexpr const char* kLogFile = "../../../../vpn/Common/Xml/QrnSaxParser";
+
+struct ContextDeleter
+{
+    void operator()(xmlParserCtxtPtr context) const
+    {
+        xmlFreeDoc(context->myDoc);
+        xmlFreeParserCtxt(context);
+    }
+};
+using ContextPtr = std::unique_ptr<xmlParserCtxt, ContextDeleter>;
+
+/// Holds what a document delivers against the document's own size. A small document can name one long entity again and
+/// again, and libxml2 lets it deliver gigabytes; no honest document comes near these bounds.
+class DeliveryBound
+{
+public:
+    DeliveryBound(xmlParserCtxtPtr document, std::size_t documentSize)
+        : m_document(document), m_limit(std::max(kMinimum, kFactor * documentSize)), m_outer(s_current)
+    {
+        s_current = this;
+    }
+    ~DeliveryBound() { s_current = m_outer; }
+    DeliveryBound(const DeliveryBound&) = delete;
+    DeliveryBound& operator=(const DeliveryBound&) = delete;
+
+    /// Counts bytes that are about to be delivered on this thread. False when the parse is over because of them.
+    static bool admit(xmlParserCtxtPtr context, std::size_t size)
+    {
+        return s_current == nullptr || s_current->count(context, size);
+    }
+
+private:
+    static constexpr std::size_t kMinimum = 16U * 1024 * 1024;
+    static constexpr std::size_t kFactor = 8;
+
+    bool count(xmlParserCtxtPtr context, std::size_t size)
+    {
+        if (m_isExceeded) {
+            return false;
+        }
+        m_delivered += size;
+        if (m_delivered <= m_limit) {
+            return true;
+        }
+        m_isExceeded = true;
+        QrnSaxParser::errorCB(context, "%s", "Entities deliver far more text than the document holds: parse stopped\n");
+        // The context at work may be one for an entity; the document's own would go on to the next reference.
+        xmlStopParser(context);
+        xmlStopParser(m_document);
+        return false;
+    }
+
+    /// The parse at work on this thread. The callbacks cannot carry it: libxml2 hands them a context of its own inside
+    /// entities, whose one free field holds the sink.
+    static thread_local DeliveryBound* s_current;
+
+    xmlParserCtxtPtr m_document;
+    std::size_t m_limit;
+    std::size_t m_delivered = 0;
+    bool m_isExceeded = false;
+    DeliveryBound* m_outer;
+};
+
+thread_local DeliveryBound* DeliveryBound::s_current = nullptr;
+
+void logError(const char* function, unsigned line, const char* text)
+{
+    CAppLog::LogDebugMessage(function, kLogFile, line, Logging::DI_ERROR, "%s", text);
+}
+
+void logFailedCall(unsigned line, const char* call, unsigned code)
+{
+    CAppLog::LogReturnCode("startParser", kLogFile, line, Logging::DI_ERROR, call, code, nullptr, nullptr);
+}
+
+/// The sink of the parse that a callback belongs to; null, logged, when there is none.
+XmlMgr* sinkOf(xmlParserCtxtPtr context, const char* function, unsigned line)
+{
+    auto* sink = static_cast<XmlMgr*>(context->_private);
+    if (sink == nullptr) {
+        logError(function, line, "No XML Manager provided.");
+    }
+    return sink;
+}
+
+std::string toString(const xmlChar* text)
+{
+    return reinterpret_cast<const char*>(text);
+}
+
+std::size_t length(const xmlChar* text)
+{
+    return static_cast<std::size_t>(xmlStrlen(text));
+}
+
+ContextPtr openFile(const std::string& path, std::size_t& documentSize)
+{
+    struct stat info
+    {};
+    documentSize = stat(path.c_str(), &info) == 0 ? static_cast<std::size_t>(info.st_size) : 0;
+    ContextPtr context(xmlCreateFileParserCtxt(path.c_str()));
+    if (context == nullptr) {
+        logFailedCall(188, "xmlCreateFileParserCtxt", StatusCode::NoParserContext);
+    }
+    return context;
+}
+
+ContextPtr openBuffer(const std::string& text, std::size_t& documentSize)
+{
+    const std::size_t begin = text.find_first_not_of(" \n\r\t");
+    if (begin == std::string::npos) {
+        return nullptr;
+    }
+    documentSize = text.size() - begin;
+    // libxml2 counts in int and refuses 0, as it is to refuse what it could not count.
+    const bool isCountable = documentSize <= std::numeric_limits<int>::max();
+    ContextPtr context(
+        xmlCreateMemoryParserCtxt(text.data() + begin, isCountable ? static_cast<int>(documentSize) : 0));
+    if (context == nullptr) {
+        logFailedCall(176, "xmlCreateMemoryParserCtxt", StatusCode::NoParserContext);
+    }
+    return context;
+}
+
+} // namespace
+
+std::uint32_t QrnSaxParser::startParser(const std::string& input, XmlParserInputType type)
+{
+    if (input.empty() || (type != XmlInputBuffer && type != XmlInputFile)) {
+        return StatusCode::OperationFailed;
+    }
+    std::size_t documentSize = 0;
+    const ContextPtr context = type == XmlInputFile ? openFile(input, documentSize) : openBuffer(input, documentSize);
+    if (context == nullptr) {
+        return StatusCode::OperationFailed;
+    }
+    const DeliveryBound bound(context.get(), documentSize);
+    context->_private = m_sink;
+    // Not marked as initialised, so that libxml2 takes it for a SAX1 handler and gives attributes as plain pairs.
+    xmlSAXHandler handler{};
+    handler.startElement = startElementCB;
+    handler.endElement = endElementCB;
+    handler.characters = elementValueCB;
+    handler.error = errorCB;
+    xmlSAXHandlerPtr const ownHandler = std::exchange(context->sax, &handler);
+    const int result = xmlParseDocument(context.get());
+    context->sax = ownHandler;
+    if (result != 0) {
+        logFailedCall(225, "xmlParseDocument", static_cast<unsigned>(result));
+        return StatusCode::OperationFailed;
+    }
+    return StatusCode::Success;
+}
+
+void QrnSaxParser::startElementCB(void* ctx, const xmlChar* name, const xmlChar** atts)
+{
+    auto* context = static_cast<xmlParserCtxtPtr>(ctx);
+    XmlMgr* sink = sinkOf(context, "startElementCB", 50);
+    if (sink == nullptr || !DeliveryBound::admit(context, length(name))) {
+        return;
+    }
+    sink->addElement(toString(name));
+    if (atts == nullptr) {
+        return;
+    }
+    std::string attributeName;
+    for (; atts[0] != nullptr && atts[1] != nullptr; atts += 2) {
+        if (!DeliveryBound::admit(context, length(atts[0]) + length(atts[1]))) {
+            return;
+        }
+        parseAttribute(attributeName, atts[0]);
+        SecureString<std::string> attributeValue;
+        parseAttribute(attributeValue, atts[1]);
+        sink->addAttribute(attributeName, attributeValue);
+    }
+}
+
+void QrnSaxParser::endElementCB(void* ctx, const xmlChar* name)
+{
+    if (XmlMgr* sink = sinkOf(static_cast<xmlParserCtxtPtr>(ctx), "endElementCB", 83)) {
+        sink->endElement(toString(name));
+    }
+}
+
+void QrnSaxParser::elementValueCB(void* ctx, const xmlChar* ch, int len)
+{
+    auto* context = static_cast<xmlParserCtxtPtr>(ctx);
+    XmlMgr* sink = sinkOf(context, "elementValueCB", 98);
+    const std::size_t size = len > 0 ? static_cast<std::size_t>(len) : 0;
+    if (sink == nullptr || !DeliveryBound::admit(context, size)) {
+        return;
+    }
+    const auto* text = reinterpret_cast<const char*>(ch);
+    SecureString<std::string> value(text, ::strnlen(text, size));
+    CStringUtils::removeLeadingAndTrailingWhitespacesNoCopy(value);
+    sink->setElementValue(value);
+}
+
+void QrnSaxParser::errorCB(void* /*ctx*/, const char* msg, ...)
+{
+    // libxml2 passes "%s" and its finished message.
+    std::va_list arguments;
+    va_start(arguments, msg);
+    const char* text = va_arg(arguments, const char*);
+    va_end(arguments);
+    CAppLog::LogDebugMessage("errorCB", kLogFile, 135, Logging::DI_ERROR, "xml errorCB: %s", text);
+}
+
+void parseAttribute(std::string& out, const xmlChar* text)
+{
+    out = reinterpret_cast<const char*>(text);
+    CStringUtils::removeLeadingAndTrailingWhitespacesNoCopy(out);
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+class XmlMgr;
+
+/// libxml2's character type, said here so that users of this header need not have libxml2's own.
+using xmlChar = unsigned char;
+
+/// What the input text of a parse is.
+enum XmlParserInputType
+{
+    /// The document itself.
+    XmlInputBuffer = 0,
+    /// The path of the document.
+    XmlInputFile = 1,
+};
+
+/// The adapter over libxml2: runs a SAX parse and passes start tags, end tags, texts and attributes on to a sink. It
+/// validates nothing, builds no document and keeps no state between parses. Every copy of document text that it makes
+/// is wiped before it is released. Distinct objects may parse on distinct threads.
+class QrnSaxParser
+{
+public:
+    /// `sink` stays the caller's.
+    explicit QrnSaxParser(XmlMgr* sink) : m_sink(sink) {}
+    virtual ~QrnSaxParser() = default;
+
+    /// Parses one document and returns 0, or 0xFE000009 when it is not well formed or cannot be had. Failures are
+    /// logged, except for an empty or blank input and an unknown type. Blanks before a document in memory are skipped.
+    ///
+    /// A document that delivers more than 16 MiB and more than eight times its own size is taken for an attack by
+    /// nested or repeated entities; its parse is stopped and fails.
+    std::uint32_t startParser(const std::string& input, XmlParserInputType type);
+
+    /// What libxml2 calls. `ctx` is the parser context at work, which inside an entity is not the one of the document;
+    /// its `_private` field holds the sink. Without a sink the event is logged and dropped.
+    static void startElementCB(void* ctx, const xmlChar* name, const xmlChar** atts);
+    static void endElementCB(void* ctx, const xmlChar* name);
+    static void elementValueCB(void* ctx, const xmlChar* ch, int len);
+    static void errorCB(void* ctx, const char* msg, ...);
+
+private:
+    XmlMgr* m_sink;
+};
+
+/// Sets `out` to a NUL-terminated attribute name or value, trimmed of white space at its ends.
+void parseAttribute(std::string& out, const xmlChar* text);

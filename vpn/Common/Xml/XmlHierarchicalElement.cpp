@@ -1,0 +1,227 @@
+#include "vpn/Common/Xml/XmlHierarchicalElement.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+/// Pushes `children` so that the first of them is taken off the stack first.
+template <class Node> void pushInOrder(std::vector<const Node*>& stack, const std::list<Node*>& children)
+{
+    stack.insert(stack.end(), children.rbegin(), children.rend());
+}
+
+} // namespace
+
+XmlHierarchicalElement::~XmlHierarchicalElement()
+{
+    Clear();
+}
+
+XmlHierarchicalElement& XmlHierarchicalElement::operator=(const XmlHierarchicalElement& other)
+{
+    if (this == &other) {
+        return *this;
+    }
+    // Finished before anything of this node changes: either node may stand below the other.
+    XmlHierarchicalElement copy("");
+    copy.copyApartFromChildren(other);
+    copy.copyChildren(other);
+    m_name.swap(copy.m_name);
+    m_value.swap(copy.m_value);
+    std::swap(m_attributes, copy.m_attributes);
+    m_children.swap(copy.m_children);
+    return *this;
+}
+
+void XmlHierarchicalElement::setElementValue(const std::string& value)
+{
+    m_value.insert(m_value.end(), value.c_str(), value.c_str() + std::strlen(value.c_str()));
+}
+
+void XmlHierarchicalElement::resetElementValue(const std::string& value)
+{
+    WipedBytes().swap(m_value);
+    setElementValue(value);
+}
+
+void XmlHierarchicalElement::addNVPair(const std::string& name, const std::string& value)
+{
+    m_attributes.addNVPair(name, value);
+}
+
+void XmlHierarchicalElement::addChildElement(XmlHierarchicalElement* child)
+{
+    if (child != nullptr) {
+        m_children.push_back(child);
+    }
+}
+
+std::string XmlHierarchicalElement::getAttribute(const std::string& name) const
+{
+    return m_attributes.getAttributeValue(name);
+}
+
+void XmlHierarchicalElement::getAttributesList(std::list<std::pair<std::string, std::string>>& out) const
+{
+    for (const NVAttributes::Attribute attribute : m_attributes) {
+        out.emplace_back(attribute.name, attribute.value);
+    }
+}
+
+XmlHierarchicalElement* XmlHierarchicalElement::findChildElement(const std::string& name, const std::string& attrName,
+                                                                 const std::string& attrValue) const
+{
+    for (XmlHierarchicalElement* child : m_children) {
+        if (child->matches(name, attrName, attrValue)) {
+            return child;
+        }
+    }
+    return nullptr;
+}
+
+XmlHierarchicalElement* XmlHierarchicalElement::getDescendant(const std::string& name, const std::string& attrName,
+                                                              const std::string& attrValue) const
+{
+    std::vector<const XmlHierarchicalElement*> pending{this};
+    while (!pending.empty()) {
+        const XmlHierarchicalElement* node = pending.back();
+        pending.pop_back();
+        if (XmlHierarchicalElement* found = node->findChildElement(name, attrName, attrValue)) {
+            return found;
+        }
+        pushInOrder(pending, node->m_children);
+    }
+    return nullptr;
+}
+
+std::string XmlHierarchicalElement::getDescendantValue(const std::string& name) const
+{
+    const XmlHierarchicalElement* found = getDescendant(name, "", "");
+    return found == nullptr ? std::string() : std::string(found->m_value.begin(), found->m_value.end());
+}
+
+void XmlHierarchicalElement::deleteChildElements()
+{
+    destroy(m_children);
+}
+
+void XmlHierarchicalElement::deleteChildElements(const std::list<std::string>& names)
+{
+    Children doomed;
+    for (auto child = m_children.begin(); child != m_children.end();) {
+        const auto next = std::next(child);
+        if (std::find(names.begin(), names.end(), (*child)->m_name) != names.end()) {
+            doomed.splice(doomed.end(), m_children, child);
+        }
+        child = next;
+    }
+    destroy(doomed);
+}
+
+void XmlHierarchicalElement::Clear()
+{
+    WipedBytes().swap(m_value);
+    deleteChildElements();
+}
+
+std::string& XmlHierarchicalElement::dump(std::string& out) const
+{
+    std::vector<const XmlHierarchicalElement*> pending{this};
+    while (!pending.empty()) {
+        const XmlHierarchicalElement* node = pending.back();
+        pending.pop_back();
+        node->dumpApartFromChildren(out);
+        pushInOrder(pending, node->m_children);
+    }
+    return out;
+}
+
+bool XmlHierarchicalElement::operator==(const XmlHierarchicalElement& other) const
+{
+    return isEqualApartFromChildren(other) && areChildElementsEqual(other);
+}
+
+bool XmlHierarchicalElement::areChildElementsEqual(const XmlHierarchicalElement& other) const
+{
+    // Pairs of nodes that are equal themselves and whose children are still to be compared.
+    std::vector<std::pair<const XmlHierarchicalElement*, const XmlHierarchicalElement*>> pending{{this, &other}};
+    while (!pending.empty()) {
+        const auto [mine, theirs] = pending.back();
+        pending.pop_back();
+        if (mine->m_children.size() != theirs->m_children.size()) {
+            return false;
+        }
+        auto their = theirs->m_children.begin();
+        for (const XmlHierarchicalElement* child : mine->m_children) {
+            if (!child->isEqualApartFromChildren(**their)) {
+                return false;
+            }
+            pending.emplace_back(child, *their++);
+        }
+    }
+    return true;
+}
+
+bool XmlHierarchicalElement::matches(std::string_view name, std::string_view attrName, std::string_view attrValue) const
+{
+    if (m_name != name) {
+        return false;
+    }
+    for (const NVAttributes::Attribute attribute : m_attributes) {
+        if (attribute.name == attrName && attribute.value == attrValue) {
+            return true;
+        }
+    }
+    return attrName.empty();
+}
+
+bool XmlHierarchicalElement::isEqualApartFromChildren(const XmlHierarchicalElement& other) const
+{
+    return m_name == other.m_name && m_value == other.m_value && m_attributes == other.m_attributes;
+}
+
+void XmlHierarchicalElement::copyApartFromChildren(const XmlHierarchicalElement& other)
+{
+    m_name = other.m_name.c_str();
+    WipedBytes(other.m_value).swap(m_value);
+    m_attributes = other.m_attributes;
+    // A copy is the user's to change, whatever its source allowed.
+    m_attributes.allowAllUserOverrides();
+}
+
+/// Gives this node, which has no children, copies of those of `other` and of all below them.
+void XmlHierarchicalElement::copyChildren(const XmlHierarchicalElement& other)
+{
+    std::vector<std::pair<XmlHierarchicalElement*, const XmlHierarchicalElement*>> pending{{this, &other}};
+    while (!pending.empty()) {
+        const auto [copy, source] = pending.back();
+        pending.pop_back();
+        for (const XmlHierarchicalElement* child : source->m_children) {
+            copy->m_children.push_back(nullptr);
+            copy->m_children.back() = new XmlHierarchicalElement("");
+            copy->m_children.back()->copyApartFromChildren(*child);
+            pending.emplace_back(copy->m_children.back(), child);
+        }
+    }
+}
+
+void XmlHierarchicalElement::dumpApartFromChildren(std::string& out) const
+{
+    out.append("\n").append(m_name).append(" : ").append(m_value.begin(), m_value.end()).append("\n");
+    for (const NVAttributes::Attribute attribute : m_attributes) {
+        out.append("\t- ").append(attribute.name).append(" : ").append(attribute.value).append("\n");
+    }
+}
+
+/// Destroys nodes and all below them: each one's children join the list before it goes.
+void XmlHierarchicalElement::destroy(Children& doomed)
+{
+    while (!doomed.empty()) {
+        XmlHierarchicalElement* node = doomed.front();
+        doomed.pop_front();
+        doomed.splice(doomed.begin(), node->m_children);
+        delete node;
+    }
+}

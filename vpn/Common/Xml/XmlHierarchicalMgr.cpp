@@ -1,0 +1,120 @@
+#include "vpn/Common/Xml/XmlHierarchicalMgr.h"
+
+#include "vpn/Common/AppLog.h"
+#include "vpn/Common/Xml/XmlHierarchicalElement.h"
+#include "vpn/Common/Xml/XmlParser.h"
+
+namespace {
+
+bool isBlank(const std::string& text)
+{
+    return text.find_first_not_of(" \n\r\t") == std::string::npos;
+}
+
+void logNoElement(const char* function, unsigned line)
+{
+    CAppLog::LogDebugMessage(function, "../../../../vpn/Common/Xml/XmlHierarchicalMgr", line, Logging::DI_ERROR,
+                             "Called when no element is set");
+}
+
+} // namespace
+
+XmlHierarchicalMgr::XmlHierarchicalMgr() = default;
+
+XmlHierarchicalMgr::XmlHierarchicalMgr(long& status, const std::string& input, bool flag, bool inputIsText)
+{
+    XmlParser parser(this);
+    status = inputIsText ? parser.parseXml(input, flag) : parser.parseFile(input, flag);
+}
+
+XmlHierarchicalMgr::~XmlHierarchicalMgr() = default;
+
+XmlHierarchicalMgr& XmlHierarchicalMgr::operator=(const XmlHierarchicalMgr& other)
+{
+    if (this == &other) {
+        return *this;
+    }
+    // Elements of the old tree that are still open go with it.
+    m_openAncestors.clear();
+    m_current = nullptr;
+    if (other.m_root == nullptr) {
+        m_root.reset();
+        return *this;
+    }
+    if (m_root == nullptr) {
+        m_root = std::make_unique<XmlHierarchicalElement>("");
+    }
+    *m_root = *other.m_root;
+    return *this;
+}
+
+void XmlHierarchicalMgr::addElement(const std::string& name)
+{
+    auto element = std::make_unique<XmlHierarchicalElement>(name);
+    XmlHierarchicalElement* const parent = m_current;
+    m_current = element.get();
+    if (parent == nullptr) {
+        m_root = std::move(element);
+        return;
+    }
+    m_openAncestors.push_back(parent);
+    parent->addChildElement(element.release());
+}
+
+void XmlHierarchicalMgr::endElement(const std::string& /*name*/)
+{
+    m_current = nullptr;
+    if (!m_openAncestors.empty()) {
+        m_current = m_openAncestors.back();
+        m_openAncestors.pop_back();
+    }
+}
+
+void XmlHierarchicalMgr::setElementValue(const std::string& value)
+{
+    if (m_current != nullptr) {
+        m_current->setElementValue(value);
+    } else if (!isBlank(value)) {
+        logNoElement("setElementValue", 91);
+    }
+}
+
+void XmlHierarchicalMgr::addAttribute(const std::string& name, const std::string& value)
+{
+    if (m_current != nullptr) {
+        m_current->addNVPair(name, value);
+    } else if (!isBlank(name) || !isBlank(value)) {
+        logNoElement("addAttribute", 104);
+    }
+}
+
+XmlHierarchicalElement* XmlHierarchicalMgr::getChild(const std::string& name, const std::string& attrName,
+                                                     const std::string& attrValue) const
+{
+    return m_root == nullptr ? nullptr : m_root->findChildElement(name, attrName, attrValue);
+}
+
+XmlHierarchicalElement* XmlHierarchicalMgr::getDescendant(const std::string& name, const std::string& attrName,
+                                                          const std::string& attrValue) const
+{
+    return m_root == nullptr ? nullptr : m_root->getDescendant(name, attrName, attrValue);
+}
+
+std::string XmlHierarchicalMgr::getDescendantValue(const std::string& name) const
+{
+    return m_root == nullptr ? std::string() : m_root->getDescendantValue(name);
+}
+
+std::string& XmlHierarchicalMgr::dump(std::string& out) const
+{
+    out.clear();
+    return m_root == nullptr ? out : m_root->dump(out);
+}
+
+bool XmlHierarchicalMgr::operator==(const XmlHierarchicalMgr& other) const
+{
+    if (m_root == nullptr || other.m_root == nullptr) {
+        return m_root == other.m_root;
+    }
+    return *m_root == *other.m_root;
+}

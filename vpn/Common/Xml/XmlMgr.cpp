@@ -1,0 +1,3 @@
+#include "vpn/Common/Xml/XmlMgr.h"
+
+XmlMgr::~XmlMgr() = default;

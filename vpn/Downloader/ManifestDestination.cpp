@@ -1,0 +1,210 @@
+#include "vpn/Downloader/ManifestInfo.h"
+
+#include "vpn/Common/AppLog.h"
+#include "vpn/Common/InstallRoots.h"
+
+#include <string_view>
+
+#include <sys/stat.h>
+
+namespace {
+
+constexpr const char* kLogFile = "../../../../vpn/Downloader/ManifestInfo";
+constexpr std::string_view kScriptPrefix = "scripts_";
+constexpr std::string_view kHelpPrefix = "help_";
+
+struct Directories
+{
+    std::string first;
+    std::string second;
+};
+
+Directories both(const std::string& directory)
+{
+    return {directory, directory};
+}
+
+Directories profileDirectories(const std::string& serviceType)
+{
+    const auto profile = CManifestInfo::ms_mapClientProfileInfo.find(serviceType);
+    if (profile == CManifestInfo::ms_mapClientProfileInfo.end()) {
+        CAppLog::LogDebugMessage("resolveSpecialDirectory", kLogFile, __LINE__, Logging::DI_WARNING,
+                                 "Unknown client profile type %s", serviceType.c_str());
+        return {};
+    }
+    // Profiles belong to the current root, also in a manifest of the legacy one.
+    const std::string root = std::string(InstallRoot::Current) + "/";
+    return {root + profile->second.directory, root + profile->second.secondaryDirectory};
+}
+
+Directories directoriesOf(const ManifestFileInfo& entry, bool isLegacy)
+{
+    const std::string root(isLegacy ? InstallRoot::Legacy : InstallRoot::Current);
+    switch (entry.type) {
+    case eFileTypeBinary:
+        if (entry.fileName.starts_with(kScriptPrefix)) {
+            // Scripts of the legacy root stand directly below it.
+            return both(root + (isLegacy ? "/script/" : "/vpn/script/"));
+        }
+        return entry.fileName.starts_with(kHelpPrefix) ? both(root + "/help/") : Directories{};
+    case eFileTypeL10n:
+        return both(root + "/l10n/" + entry.lang + "/LC_MESSAGES");
+    case eFileTypeProfile:
+        return profileDirectories(entry.serviceType);
+    case eFileTypeResource:
+        return both(root + "/resources/");
+    default:
+        return {};
+    }
+}
+
+/// Stores a directory with its closing "/"; an empty one leaves `field` as it was.
+void storeDirectory(std::string directory, std::string& field)
+{
+    if (directory.empty()) {
+        return;
+    }
+    if (directory.back() != '/') {
+        directory += '/';
+    }
+    field = std::move(directory);
+}
+
+void removePrefix(std::string& text, std::string_view prefix)
+{
+    if (text.starts_with(prefix)) {
+        text.erase(0, prefix.size());
+    }
+}
+
+/// Logs one broken rule; the messages carry the file name of the manifest, not the resolved one.
+void logBroken(unsigned line, Logging::DebugImportance importance, const char* rule)
+{
+    CAppLog::LogDebugMessage("manifestInfoIsSane", kLogFile, line, importance, "%s", rule);
+}
+
+void logBroken(unsigned line, Logging::DebugImportance importance, const char* rule, const std::string& fileName)
+{
+    CAppLog::LogDebugMessage("manifestInfoIsSane", kLogFile, line, importance, "%s (%s)", rule, fileName.c_str());
+}
+
+bool hasHash(const ManifestFileInfo& entry)
+{
+    return !entry.hash.empty() && entry.hashType != eHashTypeNone;
+}
+
+bool needsHashAndLanguage(ManifestFileType type)
+{
+    // Installer transforms are held to the rule of localisation files as well.
+    return type == eFileTypeL10n || type == eFileTypeMst;
+}
+
+bool needsHash(ManifestFileType type)
+{
+    return type == eFileTypeTransform || type == eFileTypeBinary || type == eFileTypeResource ||
+           type == eFileTypeProfile;
+}
+
+} // namespace
+
+void CManifestInfo::resolveFileNames(ManifestFileInfo& entry) const
+{
+    if (entry.fileName.empty()) {
+        entry.fileName = entry.uri;
+    }
+    entry.fileName.erase(0, entry.fileName.rfind('/') + 1);
+    entry.resolvedFileName = entry.fileName;
+    std::string& name = entry.resolvedFileName;
+    if (entry.type == eFileTypeTransform) {
+        if (name.find(".xml") == std::string::npos) {
+            name += ".xml";
+        }
+        if (name == "TLTransforms.xml" || name == "UninstallOldGRD.xml") {
+            entry.module = "all";
+        }
+    } else if (entry.type == eFileTypeBinary) {
+        // Only the name on disk loses its prefixes; the one of the manifest still says where the file goes.
+        removePrefix(name, kScriptPrefix);
+        removePrefix(name, kHelpPrefix);
+    }
+}
+
+void CManifestInfo::resolveSpecialDirectory(ManifestFileInfo& entry) const
+{
+    Directories directories = directoriesOf(entry, m_legacyRoot);
+    storeDirectory(std::move(directories.first), entry.destinationDirectory);
+    storeDirectory(std::move(directories.second), entry.secondaryDirectory);
+}
+
+void CManifestInfo::setFileAction(ManifestFileInfo& entry) const
+{
+    switch (entry.type) {
+    case eFileTypeMsi:
+    case eFileTypeExe:
+    case eFileTypeScript:
+    case eFileTypeDmg:
+    case eFileTypeRpm:
+    case eFileTypeDeb:
+        if (entry.action == eFileActionNone) {
+            entry.action = eFileActionInstall;
+        }
+        break;
+    case eFileTypeL10n:
+    case eFileTypeProfile:
+    case eFileTypeBinary:
+    case eFileTypeResource:
+        entry.action = eFileActionCopy;
+        break;
+    case eFileTypeMst:
+    case eFileTypeTransform:
+        entry.action = eFileActionApply;
+        break;
+    case eFileTypeNone:
+        break;
+    }
+}
+
+bool CManifestInfo::manifestInfoIsSane(const ManifestFileInfo& entry) const
+{
+    bool isSane = true;
+    if (entry.uri.empty() && entry.fileName.empty()) {
+        logBroken(__LINE__, Logging::DI_ERROR, "Manifest must specify a URI or filename");
+        isSane = false;
+    }
+    if (needsHashAndLanguage(entry.type) && (!hasHash(entry) || entry.lang.empty())) {
+        logBroken(__LINE__, Logging::DI_ERROR, "Manifest must specify hash, hash type and lang for localization files",
+                  entry.fileName);
+        isSane = false;
+    }
+    if (entry.type == eFileTypeL10n && entry.fileName != "Tessellink.mo") {
+        logBroken(__LINE__, Logging::DI_ERROR, "Manifest has invalid filename for localization file", entry.fileName);
+        isSane = false;
+    }
+    if (needsHash(entry.type) && !hasHash(entry)) {
+        logBroken(__LINE__, Logging::DI_ERROR,
+                  "Manifest must specify hash and hash type for OEM customization files and profiles", entry.fileName);
+        isSane = false;
+    }
+    if (entry.action == eFileActionNone) {
+        logBroken(__LINE__, Logging::DI_WARNING, "Manifest must specify file action", entry.fileName);
+        isSane = false;
+    }
+    return isSane;
+}
+
+std::uint32_t CManifestInfo::fileCbSize(const std::string& path)
+{
+    struct stat info
+    {};
+    if (path.empty() || stat(path.c_str(), &info) != 0) {
+        return 0;
+    }
+    return static_cast<std::uint32_t>(info.st_size);
+}
+
+bool CManifestInfo::fileExists(const std::string& path)
+{
+    struct stat info
+    {};
+    return stat(path.c_str(), &info) == 0;
+}
