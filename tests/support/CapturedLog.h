@@ -9,6 +9,7 @@
 
 #include "tests/support/LogTexts.h"
 #include "vpn/Common/AppLog.h"
+#include "vpn/Common/ILogger.h"
 
 namespace obg::test {
 

@@ -1,0 +1,127 @@
+#include "vpn/Common/Utility/Locks.h"
+
+#include <future>
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+/** One test unlocks from a thread that holds nothing, which the thread sanitizer rightly takes for a misuse. */
+extern "C" const char* __tsan_default_suppressions()
+{
+    return "mutex:theHoldCountIsSharedByAllThreads";
+}
+
+namespace {
+
+/** Whether another thread could take the lock now; it gives it back at once. */
+bool anotherThreadGets(CManualLock& lock)
+{
+    return std::async(std::launch::async,
+                      [&lock] {
+                          const bool got = lock.TryLock();
+                          if (got) {
+                              lock.Unlock();
+                          }
+                          return got;
+                      })
+        .get();
+}
+
+static_assert(std::has_virtual_destructor_v<CManualLock>);
+
+TEST(CManualLock, unlockOfAnUnheldLockGivesZeroAndLeavesItUsable)
+{
+    CManualLock lock(500);
+    EXPECT_EQ(lock.Unlock(), 0U);
+    EXPECT_EQ(lock.Unlock(), 0U);
+    // Had the mutex been unlocked without a hold, its own count would be off and it would stay taken here.
+    lock.Lock();
+    EXPECT_FALSE(anotherThreadGets(lock));
+    EXPECT_EQ(lock.Unlock(), 0U);
+    EXPECT_TRUE(anotherThreadGets(lock));
+}
+
+TEST(CManualLock, eachLockNeedsOneUnlock)
+{
+    CManualLock lock(500);
+    lock.Lock();
+    lock.Lock();
+    lock.Lock();
+    EXPECT_EQ(lock.Unlock(), 2U);
+    EXPECT_EQ(lock.Unlock(), 1U);
+    EXPECT_FALSE(anotherThreadGets(lock));
+    EXPECT_EQ(lock.Unlock(), 0U);
+    EXPECT_TRUE(anotherThreadGets(lock));
+}
+
+TEST(CManualLock, tryLockCountsAHoldOfTheSameThread)
+{
+    CManualLock lock(500);
+    EXPECT_TRUE(lock.TryLock());
+    EXPECT_TRUE(lock.TryLock());
+    EXPECT_FALSE(anotherThreadGets(lock));
+    EXPECT_EQ(lock.Unlock(), 1U);
+    EXPECT_EQ(lock.Unlock(), 0U);
+}
+
+TEST(CManualLock, aRefusedTryLockCountsNothing)
+{
+    CManualLock lock(500);
+    lock.Lock();
+    EXPECT_FALSE(anotherThreadGets(lock));
+    EXPECT_EQ(lock.Unlock(), 0U);
+}
+
+TEST(CManualLock, theHoldCountIsSharedByAllThreads)
+{
+    CManualLock lock(500);
+    lock.Lock();
+    lock.Lock();
+    const auto leftForTheOther = std::async(std::launch::async, [&lock] { return lock.Unlock(); }).get();
+    EXPECT_EQ(leftForTheOther, 1U);
+}
+
+TEST(CManualLock, keepsOthersOutOfACriticalSection)
+{
+    constexpr int kThreads = 4;
+    constexpr int kRounds = 2000;
+    CManualLock lock(500);
+    int counter = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&lock, &counter] {
+            for (int round = 0; round < kRounds; ++round) {
+                lock.Lock();
+                lock.Lock();
+                ++counter;
+                lock.Unlock();
+                lock.Unlock();
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(counter, kThreads * kRounds);
+    EXPECT_EQ(lock.Unlock(), 0U);
+}
+
+TEST(CManualLock, theConstructorsArgumentHasNoEffect)
+{
+    for (const unsigned long argument : {0UL, 500UL, ~0UL}) {
+        CManualLock lock(argument);
+        EXPECT_TRUE(lock.TryLock());
+        EXPECT_EQ(lock.Unlock(), 0U);
+    }
+}
+
+TEST(CManualLock, mayBeDestroyedWhileHeld)
+{
+    CManualLock lock(500);
+    lock.Lock();
+    lock.Lock();
+}
+
+} // namespace
