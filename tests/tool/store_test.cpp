@@ -403,6 +403,47 @@ TEST_F(ToolStorePath, onAReadOnlyFileSystemStaysAsItWas)
     EXPECT_EQ(readFile(currentStore()), storeHeader() + kAdded);
 }
 
+/** The disk is full: errno 28. */
+std::string noSpaceFor(const std::string& function, int line, const std::string& invoked)
+{
+    return storeCallFailed(function, line, invoked, 28, "No space left on device");
+}
+
+TEST_F(ToolStorePath, onADeviceThatTakesNothingGivesStatus5)
+{
+    fs::create_symlink("/dev/full", currentStore());
+    expectNotWritten(install(m_manifest),
+                     {noSpaceFor("writeManifestData", 613, "fstream::write"), fieldNotWritten("WriteFile", 459)});
+    EXPECT_TRUE(fs::is_symlink(currentStore()));
+}
+
+TEST_F(ToolStorePath, onADiskThatARecordDoesNotFitOnIsCutAndReportedWithStatus0)
+{
+    const OwnFileSystem fileSystem("mode=755,size=4k");
+    const std::string id(6000, 'i');
+    const ToolResult result = installText(vpn(file(id, "exe", "1")));
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_THAT(result.messages(),
+                linesAre({noSpaceFor("writeManifestData", 657, "fstream::write"), fieldNotWritten("WriteFile", 494)}));
+    EXPECT_EQ(readFile(currentStore()), (storeHeader() + storeRecord(kExe, "1", id)).substr(0, 4096));
+}
+
+TEST_F(ToolStorePath, onADiskThatFillsUpWhenTheStoreIsClosedIsCutAndReportedWithStatus0)
+{
+    const OwnFileSystem fileSystem("mode=755,size=4k");
+    std::string files;
+    std::string whole = storeHeader();
+    for (int i = 10; i < 70; ++i) {
+        const std::string id = std::string(80, 'i') + std::to_string(i);
+        files += file(id, "exe", "1");
+        whole += storeRecord(kExe, "1", id);
+    }
+    const ToolResult result = installText(vpn(files));
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_THAT(result.messages(), linesAre({noSpaceFor("WriteFile", kAnyLine, "fstream::close")}));
+    EXPECT_EQ(readFile(currentStore()), whole.substr(0, 4096));
+}
+
 TEST_F(ToolStorePath, onAFileSystemWithoutInodesCannotBeMade)
 {
     const OwnFileSystem fileSystem("mode=755,nr_inodes=1");
