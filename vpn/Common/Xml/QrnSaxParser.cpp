@@ -11,6 +11,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include <libxml/parser.h>
@@ -53,7 +54,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t kMinimum = 16U * 1024 * 1024;
+    static constexpr std::size_t kMinimum = std::size_t{16} * 1024 * 1024;
     static constexpr std::size_t kFactor = 8;
 
     bool count(xmlParserCtxtPtr context, std::size_t size)
@@ -111,11 +112,6 @@ std::string toString(const xmlChar* text)
     return reinterpret_cast<const char*>(text);
 }
 
-std::size_t length(const xmlChar* text)
-{
-    return static_cast<std::size_t>(xmlStrlen(text));
-}
-
 ContextPtr openFile(const std::string& path, std::size_t& documentSize)
 {
     struct stat info
@@ -165,9 +161,9 @@ std::uint32_t QrnSaxParser::startParser(const std::string& input, XmlParserInput
     handler.endElement = endElementCB;
     handler.characters = elementValueCB;
     handler.error = errorCB;
-    xmlSAXHandlerPtr const ownHandler = std::exchange(context->sax, &handler);
+    // Into the context's own record, not in its place: the context is then whole whichever way the parse is left.
+    *context->sax = handler;
     const int result = xmlParseDocument(context.get());
-    context->sax = ownHandler;
     if (result != 0) {
         logFailedCall(225, "xmlParseDocument", static_cast<unsigned>(result));
         return StatusCode::OperationFailed;
@@ -179,21 +175,25 @@ void QrnSaxParser::startElementCB(void* ctx, const xmlChar* name, const xmlChar*
 {
     auto* context = static_cast<xmlParserCtxtPtr>(ctx);
     XmlMgr* sink = sinkOf(context, "startElementCB", 50);
-    if (sink == nullptr || !DeliveryBound::admit(context, length(name))) {
+    if (sink == nullptr) {
         return;
     }
-    sink->addElement(toString(name));
+    const std::string elementName = toString(name);
+    if (!DeliveryBound::admit(context, elementName.size())) {
+        return;
+    }
+    sink->addElement(elementName);
     if (atts == nullptr) {
         return;
     }
     std::string attributeName;
+    SecureString<std::string> attributeValue;
     for (; atts[0] != nullptr && atts[1] != nullptr; atts += 2) {
-        if (!DeliveryBound::admit(context, length(atts[0]) + length(atts[1]))) {
+        parseAttribute(attributeName, atts[0]);
+        parseAttribute(attributeValue, atts[1]);
+        if (!DeliveryBound::admit(context, attributeName.size() + attributeValue.length())) {
             return;
         }
-        parseAttribute(attributeName, atts[0]);
-        SecureString<std::string> attributeValue;
-        parseAttribute(attributeValue, atts[1]);
         sink->addAttribute(attributeName, attributeValue);
     }
 }
@@ -213,10 +213,13 @@ void QrnSaxParser::elementValueCB(void* ctx, const xmlChar* ch, int len)
     if (sink == nullptr || !DeliveryBound::admit(context, size)) {
         return;
     }
-    const auto* text = reinterpret_cast<const char*>(ch);
-    SecureString<std::string> value(text, ::strnlen(text, size));
-    CStringUtils::removeLeadingAndTrailingWhitespacesNoCopy(value);
-    sink->setElementValue(value);
+    const auto* characters = reinterpret_cast<const char*>(ch);
+    const std::string_view text = CStringUtils::trimmed({characters, ::strnlen(characters, size)});
+    if (text.empty()) {
+        sink->setElementValue({});
+        return;
+    }
+    sink->setElementValue(SecureString<std::string>(text.data(), text.size()));
 }
 
 void QrnSaxParser::errorCB(void* /*ctx*/, const char* msg, ...)
@@ -231,6 +234,5 @@ void QrnSaxParser::errorCB(void* /*ctx*/, const char* msg, ...)
 
 void parseAttribute(std::string& out, const xmlChar* text)
 {
-    out = reinterpret_cast<const char*>(text);
-    CStringUtils::removeLeadingAndTrailingWhitespacesNoCopy(out);
+    out = CStringUtils::trimmed(reinterpret_cast<const char*>(text));
 }

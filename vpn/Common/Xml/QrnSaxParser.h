@@ -9,7 +9,7 @@ class XmlMgr;
 using xmlChar = unsigned char;
 
 /// What the input text of a parse is.
-enum XmlParserInputType
+enum XmlParserInputType : std::uint32_t
 {
     /// The document itself.
     XmlInputBuffer = 0,
