@@ -93,7 +93,10 @@ bool readType(const std::string& word, ManifestFileInfo& entry)
 
 FileAction toAction(std::string_view word)
 {
-    return word == "copy" ? eFileActionCopy : word == "install" ? eFileActionInstall : eFileActionNone;
+    if (word == "copy") {
+        return eFileActionCopy;
+    }
+    return word == "install" ? eFileActionInstall : eFileActionNone;
 }
 
 bool readServiceType(const NVAttributes& attributes, ManifestFileInfo& entry)
@@ -110,6 +113,18 @@ bool readServiceType(const NVAttributes& attributes, ManifestFileInfo& entry)
     entry.fileName = profile->second.fileName;
     entry.displayName = profile->second.displayName;
     return true;
+}
+
+/// The field that `fields` name so; null when they do not.
+template <std::size_t N>
+std::string ManifestFileInfo::*fieldOf(const std::array<TextField, N>& fields, std::string_view name)
+{
+    for (const TextField& candidate : fields) {
+        if (candidate.name == name) {
+            return candidate.field;
+        }
+    }
+    return nullptr;
 }
 
 void readHashType(const NVAttributes& attributes, ManifestFileInfo& entry)
@@ -136,16 +151,15 @@ ChildResult readChild(XmlElement& element, ManifestFileInfo& entry)
     if (name == "type") {
         return readType(element.getElementValue(), entry) ? ChildResult::Read : ChildResult::Rejected;
     }
-    for (const TextField& child : kTextChildren) {
-        if (name == child.name) {
-            entry.*child.field = element.getElementValue();
-            if (name == "hash") {
-                readHashType(*element.getElementAttributes(), entry);
-            }
-            return ChildResult::Read;
-        }
+    const auto field = fieldOf(kTextChildren, name);
+    if (field == nullptr) {
+        return ChildResult::NoChild;
     }
-    return ChildResult::NoChild;
+    entry.*field = element.getElementValue();
+    if (name == "hash") {
+        readHashType(*element.getElementAttributes(), entry);
+    }
+    return ChildResult::Read;
 }
 
 } // namespace
@@ -229,16 +243,17 @@ bool CManifestInfo::parseManifestFile(const std::string& text)
                                status, nullptr, nullptr);
         return false;
     }
-    return readEntries(document.getElementList());
+    return readEntries(document);
 }
 
-bool CManifestInfo::readEntries(const Elements& elements)
+bool CManifestInfo::readEntries(XmlIfcMgr& document)
 {
+    const Elements& elements = document.getElementList();
     // One element is an empty manifest, whatever it is; two cannot be a root with a complete entry.
     if (elements.size() == 1) {
         return true;
     }
-    if (elements.size() == 0 || elements.size() == 2) {
+    if (elements.empty() || elements.size() == 2) {
         return rejectCount(__LINE__, static_cast<int>(elements.size()));
     }
     auto element = std::next(elements.begin(), m_skipFirstElement ? 1 : 0);
@@ -257,6 +272,7 @@ bool CManifestInfo::readEntries(const Elements& elements)
         }
         m_fileList.push_back(entry.get());
         static_cast<void>(entry.release());
+        document.releaseElementsBefore(element);
     }
     return true;
 }
@@ -282,14 +298,20 @@ bool CManifestInfo::readEntry(Elements::const_iterator& element, Elements::const
 
 bool CManifestInfo::readFileAttributes(const NVAttributes& attributes, ManifestFileInfo& entry) const
 {
-    for (const TextField& attribute : kTextAttributes) {
-        entry.*attribute.field = attributes.getAttributeValue(std::string(attribute.name));
-    }
-    entry.isCore = attributes.getAttributeValue("is_core") == "yes";
-    entry.standalone = attributes.getAttributeValue("standalone") == "true";
-    entry.action = toAction(attributes.getAttributeValue("action"));
-    if (attributes.hasAttribute("type") && !readType(attributes.getAttributeValue("type"), entry)) {
-        return false;
+    for (const NVAttributes::Attribute attribute : attributes) {
+        if (const auto field = fieldOf(kTextAttributes, attribute.name)) {
+            entry.*field = attribute.value;
+        } else if (attribute.name == "type") {
+            if (!readType(std::string(attribute.value), entry)) {
+                return false;
+            }
+        } else if (attribute.name == "is_core") {
+            entry.isCore = attribute.value == "yes";
+        } else if (attribute.name == "standalone") {
+            entry.standalone = attribute.value == "true";
+        } else if (attribute.name == "action") {
+            entry.action = toAction(attribute.value);
+        }
     }
     if (m_skipFirstElement && entry.type == eFileTypeProfile && !readServiceType(attributes, entry)) {
         return false;
