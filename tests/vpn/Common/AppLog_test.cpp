@@ -550,6 +550,8 @@ TEST_F(ErrorTables, areNotAskedForOtherCodes)
 {
     CAppLog::SetErrorTables(kTables, 5);
     EXPECT_EQ(descriptionOf(1), "unknown");
+    EXPECT_EQ(descriptionOf(0xFC000001), "unknown");
+    EXPECT_EQ(descriptionOf(0x7E000001), "unknown");
     EXPECT_EQ(descriptionOf(0), "text");
 }
 
@@ -606,6 +608,36 @@ TEST(CAppLogThreads, logWholeTextsOfTheirOwn)
                   kRounds);
     }
     EXPECT_EQ(texts.size(), 2U * kThreads * kRounds);
+}
+
+/** While it takes its first message, lets another thread log, then looks at its own text again. */
+class InterruptedLogger : public ILogger
+{
+public:
+    explicit InterruptedLogger(std::string& textAfterwards) : m_textAfterwards(textAfterwards) {}
+
+    long Log(Logging::Severity, const char* text, const char*, Logging::MessageID, Logging::DebugImportance) override
+    {
+        if (m_first) {
+            m_first = false;
+            std::thread([] { CAppLog::LogMessage(Logging::MID_UNKNOWN, "other"); }).join();
+            m_textAfterwards = text;
+        }
+        return 0;
+    }
+
+private:
+    std::string& m_textAfterwards;
+    bool m_first = true;
+};
+
+TEST(CAppLogThreads, haveBuffersOfTheirOwn)
+{
+    std::string textAfterwards;
+    long result = -1;
+    const CAppLog log(result, "test", new InterruptedLogger(textAfterwards));
+    CAppLog::LogMessage(Logging::MID_UNKNOWN, "first");
+    EXPECT_EQ(textAfterwards, "first");
 }
 
 TEST(CAppLogThreads, logWhileASecondInstanceComesAndGoes)

@@ -176,6 +176,7 @@ TEST(CTimeVal, extremeDifferencesStayWithinTheScale)
     EXPECT_THAT(difference({kMax, 0}, {kMin, 0}), Is(kMax, 0));
     EXPECT_THAT(difference({0, kMax}, {0, kMin}), Is(0, kMax));
     EXPECT_THAT(difference({kMin, kMax}, {kMin, kMin}), Is(0, kMax));
+    EXPECT_THAT(difference({1, kMin}, {0, kMax}), Is(0, kMin));
     EXPECT_THAT(difference({kMin, kMin}, {kMax, kMax}), Is(0, 0));
 }
 
