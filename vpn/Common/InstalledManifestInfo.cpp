@@ -89,8 +89,11 @@ void CInstalledManifestInfo::AddInstalledEntry(const std::string& fileId, Manife
         found->second->version = version;
         return;
     }
-    m_entries.push_back({fileId, type, version});
-    m_index.emplace(m_entries.back().fileId, std::prev(m_entries.end()));
+    InstalledManifestEntry& entry = m_entries.emplace_back();
+    entry.fileId = fileId;
+    entry.type = type;
+    entry.version = version;
+    m_index.emplace(entry.fileId, std::prev(m_entries.end()));
 }
 
 void CInstalledManifestInfo::RemoveInstalledEntry(const std::string& fileId)
@@ -293,8 +296,9 @@ bool CInstalledManifestInfo::readManifestData(std::istream& file, std::string& t
         const std::size_t held = text.size();
         const std::size_t step = std::min<std::size_t>(count - held, kReadStep);
         text.resize(held + step);
-        errno = 0;
         if (!file.read(text.data() + held, static_cast<std::streamsize>(step))) {
+            // At the end of the file no call has failed, whatever an interrupted one has left behind.
+            errno = file.eof() ? 0 : errno;
             logFileFailure(function, 585, "fstream::read");
             return false;
         }
