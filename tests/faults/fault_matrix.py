@@ -1,0 +1,91 @@
+#!/usr/bin/env python3
+"""The fault matrix: every system call of the tool on the manifest and the store, failed in every way it can fail.
+
+usage: fault_matrix.py --tool TOOL --short-transfers MODULE [--table] [SCENARIO...]
+
+A scenario is traced once. Then the tool runs again for each of its calls and each fault: the call fails with an errno
+(once, and for writes also from there on), moves fewer bytes than asked, or the program is killed at it. Each run must
+end in the outcome that is expected of it: exit status, every log line, every byte of the store. "real" holds faults
+that need no injection: full and read-only disks, links, folders, closed streams.
+
+--table prints a row for each run. Runs in a private mount namespace with a tmpfs over /opt; the machine is left
+untouched. Needs strace.
+"""
+
+import argparse
+import os
+import shutil
+import subprocess
+import sys
+from concurrent.futures import ThreadPoolExecutor
+
+from injected_faults import run_scenario
+from real_faults import RealFaults
+from scenarios import MANIFEST, ROOT, SCRATCH, Report, scenarios
+
+NAMESPACE = "/proc/self/ns/mnt"
+
+
+def run_here(arguments):
+    """In the private namespace; the tmpfs over /opt is not there yet."""
+    if os.readlink(NAMESPACE) == arguments.outside:
+        sys.exit("fault_matrix.py: refused to cover /opt: it is the machine's own")
+    subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=755", "tmpfs", "/opt"], check=True)
+    SCRATCH.mkdir(parents=True)
+    ROOT.mkdir(parents=True)
+    report = Report(arguments.table)
+    for scenario in scenarios():
+        if scenario.name in arguments.scenario:
+            run_scenario(arguments, scenario, report)
+    if "real" in arguments.scenario:
+        RealFaults(arguments.command, report).run_all()
+    runs = ", ".join(f"{count} {outcome}" for outcome, count in sorted(report.outcomes.items()))
+    print(f"{' '.join(arguments.scenario)}: {sum(report.outcomes.values())} ends, {report.wrong} wrong ({runs})")
+    return 1 if report.wrong else 0
+
+
+def run_in_namespaces(arguments):
+    """One namespace a scenario, two at a time."""
+    namespace = ["unshare", "-m"] if os.geteuid() == 0 else ["unshare", "-Urm"]
+    switches = ["--table"] if arguments.table else []
+
+    def run_one(name):
+        command = [*namespace, sys.executable, "-B", __file__, "--outside", os.readlink(NAMESPACE), "--tool",
+                   arguments.tool, "--short-transfers", arguments.short_transfers, *switches, name]
+        return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+
+    with ThreadPoolExecutor(max_workers=2) as pool:
+        ends = []
+        for end in pool.map(run_one, arguments.scenario):
+            print(end.stdout, end="", flush=True)
+            ends.append(end.returncode)
+    return max(ends)
+
+
+def parse_arguments():
+    names = [scenario.name for scenario in scenarios()] + ["real"]
+    parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
+    parser.add_argument("--tool", required=True)
+    parser.add_argument("--short-transfers", required=True)
+    parser.add_argument("--table", action="store_true")
+    parser.add_argument("--outside", help=argparse.SUPPRESS)  # the namespace that this process has been led out of
+    parser.add_argument("scenario", nargs="*", metavar="SCENARIO", help="of " + ", ".join(names))
+    arguments = parser.parse_intermixed_args()
+    arguments.scenario = arguments.scenario or names
+    if unknown := set(arguments.scenario) - set(names):
+        parser.error(f"no scenario: {' '.join(unknown)}")
+    arguments.command = lambda scenario: [arguments.tool, scenario.mode, ROOT, MANIFEST]
+    return arguments
+
+
+def main():
+    if not shutil.which("strace"):
+        sys.exit("fault_matrix.py: strace is missing; apt-get install strace")
+    arguments = parse_arguments()
+    # Leaks are looked for elsewhere: their detector cannot run under strace.
+    os.environ["ASAN_OPTIONS"] = "detect_leaks=0:verify_asan_link_order=0"
+    return run_here(arguments) if arguments.outside else run_in_namespaces(arguments)
+
+
+if __name__ == "__main__":
+    sys.exit(main())
