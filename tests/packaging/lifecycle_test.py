@@ -558,8 +558,8 @@ class RpmLifecycle(Lifecycle, unittest.TestCase):
         self.assert_clean()
 
 
-class Scripts(unittest.TestCase):
-    """What can be said of the scripts and the manifests without running them."""
+class Sources(unittest.TestCase):
+    """What can be said of scripts, manifests and man pages by looking at them."""
 
     def test_the_sums_in_the_manifests_are_those_of_the_files(self):
         manifests = list(SAMPLES.glob("*/root/manifest/*.xml"))
@@ -568,6 +568,12 @@ class Scripts(unittest.TestCase):
             for entry in ElementTree.parse(manifest).getroot():
                 listed = manifest.parents[1] / entry.findtext("uri")
                 self.assertEqual(hashlib.sha256(listed.read_bytes()).hexdigest(), entry.findtext("hash"), listed)
+
+    def test_the_man_pages_have_no_lint(self):
+        pages = sorted((SAMPLES.parent / "man").iterdir())
+        self.assertEqual(3, len(pages))
+        lint = run("mandoc", "-T", "lint", *(page.name for page in pages), cwd=SAMPLES.parent / "man", check=False)
+        self.assertEqual("", lint.stdout)
 
     def test_shellcheck_has_nothing_to_say_about_the_finished_scripts(self):
         out = SCRATCH / "scripts"
