@@ -1,0 +1,18 @@
+#include "fuzz/support/QuietXml.h"
+
+#include <libxml/xmlerror.h>
+
+namespace obg::fuzz {
+
+namespace {
+
+void discard(void* /*context*/, const char* /*format*/, ...) {}
+
+} // namespace
+
+void silenceXml()
+{
+    xmlSetGenericErrorFunc(nullptr, discard);
+}
+
+} // namespace obg::fuzz
