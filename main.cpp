@@ -6,6 +6,9 @@
 
 #include <string>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
 
 constexpr const char* kIdentity = "obg_manifesttool";
@@ -22,6 +25,18 @@ enum ExitStatus
     kStoreNotWritten = 5,
 };
 
+/// Leads each standard stream that the caller has closed to /dev/null. Its number would otherwise go to a file that is
+/// opened later, and log lines would land in the store.
+void holdStandardStreams()
+{
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(stream, F_GETFD) == -1) {
+            // Gets the lowest free number, which is that of the stream.
+            static_cast<void>(open("/dev/null", O_RDWR));
+        }
+    }
+}
+
 eManifestDataPath selectStore(const std::string& installDirectory)
 {
     // The text may stand anywhere in the argument, in front of more of a name too: that is how scripts have always
@@ -37,6 +52,7 @@ eManifestDataPath selectStore(const std::string& installDirectory)
 
 int main(int argc, char* argv[])
 {
+    holdStandardStreams();
     long result = 0;
     const CAppLog log(result, kIdentity, new CStdoutLogger(kIdentity));
     if (argv == nullptr) {

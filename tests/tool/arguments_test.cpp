@@ -199,6 +199,22 @@ TEST_F(ToolLog, thatCannotBeWrittenChangesNothing)
     EXPECT_EQ(readFile(legacyStore()), kModuleStore);
 }
 
+TEST_F(ToolLog, neverLandsInTheStoreWhenStandardStreamsAreClosed)
+{
+    // An entry without a version has something to tell while the store is open.
+    const std::string manifest = manifestFile(vpn("<file id=\"a\" type=\"exe\"><uri>a</uri></file>"));
+    for (const char* closed : {">&-", "<&- >&-", "<&- >&- 2>&-"}) {
+        SCOPED_TRACE(closed);
+        resetInstallRoots();
+        const ToolResult result =
+            ToolRun({"-c", std::string("exec \"$0\" \"$@\" ") + closed, toolPath(), "-i", kCurrentRoot, manifest})
+                .program("/bin/sh")
+                .run();
+        EXPECT_EQ(result.exitStatus, 0);
+        EXPECT_EQ(toHex(readFile(currentStore())), toHex(storeHeader() + u32le(kExe)));
+    }
+}
+
 TEST_F(ToolLog, tellsOfTheStoreBeforeItTellsOfTheManifest)
 {
     writeFile(legacyStore(), "");
