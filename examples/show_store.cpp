@@ -11,8 +11,9 @@ namespace {
 std::string wordOf(ManifestFileType type)
 {
     for (const auto& [word, known] : CManifestInfo::ms_mapStringToType) {
-        if (known == type)
+        if (known == type) {
             return word;
+        }
     }
     return std::to_string(type);
 }
@@ -21,11 +22,13 @@ void show(const char* root, eManifestDataPath which)
 {
     const CInstalledManifestInfo store(which);
     const auto entries = store.GetInstalledEntries();
-    if (entries.empty())
+    if (entries.empty()) {
         return;
+    }
     std::printf("%s\n", root);
-    for (const auto& [id, version] : entries)
+    for (const auto& [id, version] : entries) {
         std::printf("  %-20s %-8s %s\n", id.c_str(), wordOf(store.GetInstalledType(id)).c_str(), version.c_str());
+    }
 }
 
 } // namespace

@@ -156,8 +156,9 @@ inline std::string storeWarning(int line, const std::string& text)
 inline ::testing::Matcher<const std::vector<std::string>&> linesAre(const std::vector<std::string>& expected)
 {
     std::vector<::testing::Matcher<std::string>> lines;
-    for (const std::string& line : expected)
+    for (const std::string& line : expected) {
         lines.emplace_back(LogTextIs(line));
+    }
     return ::testing::ElementsAreArray(lines);
 }
 

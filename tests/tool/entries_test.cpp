@@ -57,8 +57,9 @@ std::string copiedAndAppliedFiles()
     std::string files = "<file id=\"l10n\" version=\"1\" type=\"l10n\" lang=\"de\"><uri>de/Tessellink.mo</uri>" + sum +
                         "</file><file id=\"mst\" version=\"1\" type=\"mst\" lang=\"de\"><uri>a.mst</uri>" + sum +
                         "</file>";
-    for (const std::string kind : {"profile", "transform", "binary", "resource"})
+    for (const std::string kind : {"profile", "transform", "binary", "resource"}) {
         files += "<file id=\"" + kind + "\" version=\"1\" type=\"" + kind + "\"><uri>a.xml</uri>" + sum + "</file>";
+    }
     return files;
 }
 

@@ -26,8 +26,9 @@ std::set<std::string> manifestNames()
 {
     std::set<std::string> names;
     for (const auto& entry : fs::directory_iterator(examplesFolder())) {
-        if (entry.path().extension() == ".xml")
+        if (entry.path().extension() == ".xml") {
             names.insert(entry.path().filename());
+        }
     }
     return names;
 }
@@ -66,18 +67,21 @@ class Examples : public ToolTest
 TEST_F(Examples, allHaveAnExpectation)
 {
     std::set<std::string> expected;
-    for (const auto& [name, store] : kStores)
+    for (const auto& [name, store] : kStores) {
         expected.insert(name);
-    for (const auto& [name, lines] : kComplaints)
+    }
+    for (const auto& [name, lines] : kComplaints) {
         expected.insert(name);
+    }
     EXPECT_EQ(manifestNames(), expected);
 }
 
 TEST_F(Examples, areAllNamedInTheReadme)
 {
     const std::string readme = readFile(example("README.md"));
-    for (const std::string& name : manifestNames())
+    for (const std::string& name : manifestNames()) {
         EXPECT_NE(readme.find("`" + name + "`"), std::string::npos) << name;
+    }
 }
 
 TEST_F(Examples, fillAnEmptyStoreByteForByte)
@@ -135,8 +139,9 @@ TEST_F(Examples, areStruckWithoutATrace)
     install(example("core-5.1.2.42.xml"));
     const std::string before = readFile(currentStore());
     for (const auto& [name, store] : kStores) {
-        if (name.starts_with("core-") || name.starts_with("legacy-"))
+        if (name.starts_with("core-") || name.starts_with("legacy-")) {
             continue;
+        }
         SCOPED_TRACE(name);
         EXPECT_EQ(install(example(name)).exitStatus, 0);
         EXPECT_EQ(strike(example(name)).exitStatus, 0);
@@ -165,8 +170,9 @@ std::string sumOf(const std::string& program, const std::string& path)
 TEST_F(Examples, giveTheTrueSumsOfTheFilesBesideThem)
 {
     for (const std::string& name : manifestNames()) {
-        if (isBroken(name))
+        if (isBroken(name)) {
             continue;
+        }
         SCOPED_TRACE(name);
         bool ok = false;
         const CManifestInfo manifest(ok, example(name));
@@ -188,14 +194,16 @@ TEST_F(Examples, listEveryFileBesideThem)
     for (const std::string& name : manifestNames()) {
         bool ok = false;
         const CManifestInfo manifest(ok, example(name));
-        for (const ManifestFileInfo* file : manifest.getFileList())
+        for (const ManifestFileInfo* file : manifest.getFileList()) {
             listed.insert(file->uri);
+        }
     }
     std::set<std::string> found;
     for (const std::string folder : {"packages", "l10n", "profiles", "customisation"}) {
         for (const auto& entry : fs::recursive_directory_iterator(example(folder))) {
-            if (entry.is_regular_file())
+            if (entry.is_regular_file()) {
                 found.insert(entry.path().lexically_relative(examplesFolder()));
+            }
         }
     }
     EXPECT_EQ(found, listed);

@@ -227,8 +227,9 @@ const std::string kNoAction = "Manifest must specify file action (%)";
 /** A broken rule of an entry; "%" stands for its file name. */
 std::string broken(std::string rule, const std::string& fileName)
 {
-    if (const auto at = rule.find('%'); at != std::string::npos)
+    if (const auto at = rule.find('%'); at != std::string::npos) {
         rule.replace(at, 1, fileName);
+    }
     return rule.starts_with("Manifest must specify file action") ? manifestWarning("manifestInfoIsSane", rule)
                                                                  : manifestError("manifestInfoIsSane", rule);
 }

@@ -196,7 +196,6 @@ class ToolStorePath : public ToolTest
 {
 protected:
     const std::string m_manifest = manifestFile(vpn(file("added", "msi", "9")));
-    const std::string m_nothing = manifestFile2("<vpn/>");
 
     static std::string cannotOpen(std::uint32_t error, const std::string& description)
     {
@@ -239,13 +238,6 @@ protected:
     ToolResult asOrdinaryUser(const char* mode, const std::string& manifest) const
     {
         return ToolRun({mode, kCurrentRoot, manifest}).withoutPrivileges().run();
-    }
-
-private:
-    std::string manifestFile2(const std::string& text) const
-    {
-        writeFile(scratchPath("nothing.xml"), text);
-        return scratchPath("nothing.xml");
     }
 };
 
