@@ -34,9 +34,11 @@ XmlHierarchicalMgr& XmlHierarchicalMgr::operator=(const XmlHierarchicalMgr& othe
     if (this == &other) {
         return *this;
     }
-    // Elements of the old tree that are still open go with it.
+    // Of the elements that are still open only the root outlives the assignment.
     m_openAncestors.clear();
-    m_current = nullptr;
+    if (m_current != m_root.get() || other.m_root == nullptr) {
+        m_current = nullptr;
+    }
     if (other.m_root == nullptr) {
         m_root.reset();
         return *this;

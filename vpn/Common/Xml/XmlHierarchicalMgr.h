@@ -28,8 +28,8 @@ public:
 
     XmlHierarchicalMgr(const XmlHierarchicalMgr&) = delete;
 
-    /// Makes this tree a deep copy of the other, as XmlHierarchicalElement::operator= does. What is being read at the
-    /// moment is not carried over, and is forgotten here.
+    /// Makes this tree a deep copy of the other, as XmlHierarchicalElement::operator= does. Which element is open is
+    /// not carried over: an open root stays open here, and elements below it are gone.
     XmlHierarchicalMgr& operator=(const XmlHierarchicalMgr& other);
 
     void addElement(const std::string& name) override;
