@@ -1,6 +1,7 @@
 // The manifest parser, for both kinds of root element and both install roots, against a plain reading of the elements
 // and against what holds of every entry that is let through.
-// Input: SKIP and the manifest's text, where the byte SKIP is "1" when the root is the document's second element.
+// Input: FLAGS and the manifest's text, where the byte FLAGS is "0" to "3": 1 when the root is the document's second
+// element, plus 2 when the files are for the legacy install root.
 
 #include "fuzz/support/Input.h"
 #include "fuzz/support/QuietXml.h"
@@ -198,27 +199,32 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     obg::fuzz::Input input(data, size);
-    const bool skipFirst = input.byte() == '1';
+    const unsigned char flags = input.byte();
+    const bool skipFirst = (flags & 1) != 0;
+    const bool isLegacy = (flags & 2) != 0;
     const std::string text = input.rest();
     bool ok = false;
-    bool legacyOk = false;
-    const CManifestInfo manifest(ok, text, skipFirst, false);
-    const CManifestInfo legacy(legacyOk, text, skipFirst, true);
-    require(ok == legacyOk, "the root does not matter to the verdict");
-    require(manifest.getFileList().size() == legacy.getFileList().size(), "nor to the number of entries");
+    const CManifestInfo manifest(ok, text, skipFirst, isLegacy);
     if (!ok) {
         return 0;
     }
+    bool otherOk = false;
+    const CManifestInfo other(otherOk, text, skipFirst, !isLegacy);
+    require(otherOk, "the root does not matter to the verdict");
+    require(manifest.getFileList().size() == other.getFileList().size(), "nor to the number of entries");
+    const CManifestInfo& legacy = isLegacy ? manifest : other;
+    const CManifestInfo& current = isLegacy ? other : manifest;
+
     XmlIfcMgr document;
     require(XmlParser(&document).parseXml(text, false) == 0, "an accepted manifest is well-formed");
     const std::vector<XmlElement*> elements(document.getElementList().begin(), document.getElementList().end());
     const std::vector<Part> parts = partsOf(elements, skipFirst);
     require(elements.size() != 2, "two elements are too few");
-    require(manifest.getFileList().size() == (elements.size() == 1 ? 0 : parts.size()), "an entry for every part");
+    require(current.getFileList().size() == (elements.size() == 1 ? 0 : parts.size()), "an entry for every part");
 
     auto part = parts.begin();
     auto legacyEntry = legacy.getFileList().begin();
-    for (const ManifestFileInfo* entry : manifest.getFileList()) {
+    for (const ManifestFileInfo* entry : current.getFileList()) {
         requireRead(*entry, *part++, skipFirst);
         requireSane(*entry);
         requireDirectories(*entry, false);

@@ -173,6 +173,7 @@ void ask(const BothTrees& both, const Query& query)
     require(both.tree.getDescendantValue(query.name) == (named == nullptr ? "" : named->value), "its text");
 }
 
+/// Changes a copy below its root; `tree` itself is looked at by the caller afterwards.
 void copyAndCompare(const XmlHierarchicalMgr& tree, const Query& query, const std::string& picture)
 {
     XmlHierarchicalMgr copy;
@@ -184,11 +185,9 @@ void copyAndCompare(const XmlHierarchicalMgr& tree, const Query& query, const st
         return;
     }
     found->setElementValue("x");
-    require(copy != tree && dumped(tree) == picture, "a copy is changed alone");
-    const std::size_t size = dumped(copy).size();
+    require(copy != tree, "a changed copy differs");
     found->deleteChildElements({query.name});
     require(found->findChildElement(query.name, "", "") == nullptr, "children of a name are deleted");
-    require(dumped(copy).size() <= size, "nothing is added by it");
     found->Clear();
     std::string cleared;
     require(found->dump(cleared).find("\n" + query.name + " : \n") == 0, "what is cleared has no text");
@@ -223,8 +222,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (both.root) {
         dump(*both.root, picture);
     }
-    require(dumped(both.tree) == picture, "the dump shows the model's tree");
     ask(both, query);
     copyAndCompare(both.tree, query, picture);
+    require(dumped(both.tree) == picture, "the dump shows the model's tree, whatever became of its copy");
     return 0;
 }
