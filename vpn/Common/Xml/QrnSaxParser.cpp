@@ -23,6 +23,9 @@ namespace {
 
 constexpr const char* kLogFile = "../../../../vpn/Common/Xml/QrnSaxParser";
 
+/// What xmlParseDocument gives for a document that is not well formed.
+constexpr int kNotWellFormed = -1;
+
 struct ContextDeleter
 {
     void operator()(xmlParserCtxtPtr context) const
@@ -34,7 +37,9 @@ struct ContextDeleter
 using ContextPtr = std::unique_ptr<xmlParserCtxt, ContextDeleter>;
 
 /// Holds what a document delivers against the document's own size. A small document can name one long entity again and
-/// again, and libxml2 lets it deliver gigabytes; no honest document comes near these bounds.
+/// again, and libxml2 lets it deliver gigabytes. Elements and attributes count for more than their texts, as they take
+/// more; but a document without entities delivers less than eight times its size even if it is nothing but "<a/>" or
+/// one attribute after the other, and were it in an encoding whose every byte becomes three of UTF-8.
 class DeliveryBound
 {
 public:
@@ -47,13 +52,25 @@ public:
     DeliveryBound(const DeliveryBound&) = delete;
     DeliveryBound& operator=(const DeliveryBound&) = delete;
 
-    /// Counts bytes that are about to be delivered on this thread. False when the parse is over because of them.
-    static bool admit(xmlParserCtxtPtr context, std::size_t size)
+    /// Counts what is about to be delivered on this thread. False when the parse is over because of it.
+    static bool admitText(xmlParserCtxtPtr context, std::size_t size)
     {
         return s_current == nullptr || s_current->count(context, size);
     }
+    static bool admitElement(xmlParserCtxtPtr context, std::size_t size)
+    {
+        return admitText(context, kElementCost + size);
+    }
+    static bool admitAttribute(xmlParserCtxtPtr context, std::size_t size)
+    {
+        return admitText(context, kAttributeCost + size);
+    }
+
+    bool isExceeded() const { return m_isExceeded; }
 
 private:
+    static constexpr std::size_t kElementCost = 28;
+    static constexpr std::size_t kAttributeCost = 24;
     static constexpr std::size_t kMinimum = std::size_t{16} * 1024 * 1024;
     static constexpr std::size_t kFactor = 8;
 
@@ -67,7 +84,7 @@ private:
             return true;
         }
         m_isExceeded = true;
-        QrnSaxParser::errorCB(context, "%s", "Entities deliver far more text than the document holds: parse stopped\n");
+        QrnSaxParser::errorCB(context, "%s", "Entities deliver far more than the document holds: parse stopped\n");
         // The context at work may be one for an entity; the document's own would go on to the next reference.
         xmlStopParser(context);
         xmlStopParser(m_document);
@@ -163,7 +180,11 @@ std::uint32_t QrnSaxParser::startParser(const std::string& input, XmlParserInput
     handler.error = errorCB;
     // Into the context's own record, not in its place: the context is then whole whichever way the parse is left.
     *context->sax = handler;
-    const int result = xmlParseDocument(context.get());
+    int result = xmlParseDocument(context.get());
+    if (bound.isExceeded()) {
+        // A parse that was stopped counts as well-formed for libxml2.
+        result = kNotWellFormed;
+    }
     if (result != 0) {
         logFailedCall(225, "xmlParseDocument", static_cast<unsigned>(result));
         return StatusCode::OperationFailed;
@@ -179,7 +200,7 @@ void QrnSaxParser::startElementCB(void* ctx, const xmlChar* name, const xmlChar*
         return;
     }
     const std::string elementName = toString(name);
-    if (!DeliveryBound::admit(context, elementName.size())) {
+    if (!DeliveryBound::admitElement(context, elementName.size())) {
         return;
     }
     sink->addElement(elementName);
@@ -187,11 +208,12 @@ void QrnSaxParser::startElementCB(void* ctx, const xmlChar* name, const xmlChar*
         return;
     }
     std::string attributeName;
-    SecureString<std::string> attributeValue;
     for (; atts[0] != nullptr && atts[1] != nullptr; atts += 2) {
         parseAttribute(attributeName, atts[0]);
+        // One for each: a string that is filled again may give its old buffer back as it is.
+        SecureString<std::string> attributeValue;
         parseAttribute(attributeValue, atts[1]);
-        if (!DeliveryBound::admit(context, attributeName.size() + attributeValue.length())) {
+        if (!DeliveryBound::admitAttribute(context, attributeName.size() + attributeValue.length())) {
             return;
         }
         sink->addAttribute(attributeName, attributeValue);
@@ -210,11 +232,11 @@ void QrnSaxParser::elementValueCB(void* ctx, const xmlChar* ch, int len)
     auto* context = static_cast<xmlParserCtxtPtr>(ctx);
     XmlMgr* sink = sinkOf(context, "elementValueCB", 98);
     const std::size_t size = len > 0 ? static_cast<std::size_t>(len) : 0;
-    if (sink == nullptr || !DeliveryBound::admit(context, size)) {
+    if (sink == nullptr || !DeliveryBound::admitText(context, size)) {
         return;
     }
     const auto* characters = reinterpret_cast<const char*>(ch);
-    const std::string_view text = CStringUtils::trimmed({characters, ::strnlen(characters, size)});
+    const std::string_view text = CStringUtils::trimmed({characters, size == 0 ? 0 : ::strnlen(characters, size)});
     if (text.empty()) {
         sink->setElementValue({});
         return;

@@ -30,8 +30,8 @@ public:
     /// Parses one document and returns 0, or 0xFE000009 when it is not well formed or cannot be had. Failures are
     /// logged, except for an empty or blank input and an unknown type. Blanks before a document in memory are skipped.
     ///
-    /// A document that delivers more than 16 MiB and more than eight times its own size is taken for an attack by
-    /// nested or repeated entities; its parse is stopped and fails.
+    /// A document that delivers more than 16 MiB and more than eight times its own size, which for a file is what lies
+    /// on the disk, is taken for an attack by entities or compression: its parse is stopped and fails.
     std::uint32_t startParser(const std::string& input, XmlParserInputType type);
 
     /// What libxml2 calls. `ctx` is the parser context at work, which inside an entity is not the one of the document;
