@@ -4,6 +4,7 @@
 #include "vpn/Common/StdoutLogger.h"
 #include "vpn/Downloader/ManifestInfo.h"
 
+#include <csignal>
 #include <string>
 
 #include <fcntl.h>
@@ -37,6 +38,14 @@ void holdStandardStreams()
     }
 }
 
+/// A reader of the log that goes away, and a limit on the size of files, must not end the run between two writes to the
+/// store: the call fails instead of the process.
+void ignoreSignalsOfWrites()
+{
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
 eManifestDataPath selectStore(const std::string& installDirectory)
 {
     // The text may stand anywhere in the argument, in front of more of a name too: that is how scripts have always
@@ -53,6 +62,7 @@ eManifestDataPath selectStore(const std::string& installDirectory)
 int main(int argc, char* argv[])
 {
     holdStandardStreams();
+    ignoreSignalsOfWrites();
     long result = 0;
     const CAppLog log(result, kIdentity, new CStdoutLogger(kIdentity));
     if (argv == nullptr) {

@@ -5,13 +5,12 @@ import ctypes
 import errno
 import os
 import shutil
-import signal
 import socket
 import subprocess
 
 import store_model as model
 from scenarios import (MANIFEST, ROOT, SCRATCH, STORE, Expected, Scenario, difference, entries, is_exactly, lay_down, run,
-                       scenarios)
+                       scenarios, store_now)
 
 MS_RDONLY, MS_REMOUNT = 1, 32
 
@@ -195,22 +194,48 @@ class RealFaults:
             lay_down(self.install)
             self.unwritten("the disk has no inode left", self.install, errno.ENOSPC)
 
+    def little_memory(self):
+        """However little there is, it runs out before the store is opened for writing, or not at all."""
+        many = entries(range(2000), "5.1.4.74")
+        scenario = Scenario("install of 2000", "-i", self.update.before, many)
+        for size in range(8, 128, 4):
+            self.lay(scenario)
+            end = subprocess.run(["prlimit", f"--as={size << 20}", *self.command(scenario)], stdout=subprocess.DEVNULL,
+                                 stderr=subprocess.DEVNULL)
+            is_done = end.returncode == 0
+            is_right = store_now() == (scenario.after if is_done else scenario.before)
+            expected = Expected("done" if is_done else "no memory", 0, [[]], None)
+            self.report("real", f"{size} MiB of address space", scenario.name, expected,
+                        "" if is_right else f"the store is wrong, status {end.returncode}")
+
     def streams(self):
         over = self.install_over
         damaged = Scenario("damaged-store", "-i", over.before[:-1], over.listed)
         self.lay(damaged)
         with open("/dev/full", "wb") as full:
             self.check("standard output is full", damaged, "done", 0, [], damaged.after, stdout=full)
+        scenario = Scenario("install", "-i", None, [("core", 2, ""), ("posture", 18, "4")])
+        self.lay(scenario)
+        left = model.HEADER + (2).to_bytes(4, "little") + model.record(("posture", 18, "4"))
+        self.check("standard output is closed", scenario, "done", 0, [], left, before=["sh", "-c", '"$@" >&-', "sh"])
         self.lay(damaged)
         reader, writer = os.pipe()
         os.close(reader)
-        self.check("nobody reads standard output", damaged, "killed: old", -signal.SIGPIPE, [], damaged.before,
-                   stdout=writer)
+        self.check("nobody reads standard output", damaged, "done", 0, [], damaged.after, stdout=writer)
         os.close(writer)
+
+    def file_size_limit(self):
+        self.lay(self.install)
+        self.check("files of 4 bytes at most", self.install, "headless", 5,
+                   model.header_not_written(errno.EFBIG) + [model.STATUS_5], self.install.after[:4],
+                   before=["prlimit", "--fsize=4"])
+        self.lay(self.install)
+        self.check("files of 99 bytes at most", self.install, "cut", 0, [model.not_closed(errno.EFBIG)],
+                   self.install.after[:99], before=["prlimit", "--fsize=99"])
 
     def run_all(self):
         for trap in (self.missing_root, self.root_is_a_file, self.store_is_a_folder, self.store_is_a_socket,
                      self.store_is_a_dangling_link, self.store_is_a_link_to_another_file,
                      self.store_is_a_link_to_itself, self.ordinary_user, self.read_only_disk, self.full_disk,
-                     self.streams):
+                     self.little_memory, self.streams, self.file_size_limit):
             trap()
