@@ -19,8 +19,13 @@ struct Directories
     std::string second;
 };
 
-Directories both(const std::string& directory)
+/// One folder of an install root, for both directories.
+Directories below(bool isLegacy, std::string_view folder)
 {
+    const std::string_view root = isLegacy ? InstallRoot::Legacy : InstallRoot::Current;
+    std::string directory;
+    directory.reserve(root.size() + folder.size());
+    directory.append(root).append(folder);
     return {directory, directory};
 }
 
@@ -39,27 +44,26 @@ Directories profileDirectories(const std::string& serviceType)
 
 Directories directoriesOf(const ManifestFileInfo& entry, bool isLegacy)
 {
-    const std::string root(isLegacy ? InstallRoot::Legacy : InstallRoot::Current);
     switch (entry.type) {
     case eFileTypeBinary:
         if (entry.fileName.starts_with(kScriptPrefix)) {
             // Scripts of the legacy root stand directly below it.
-            return both(root + (isLegacy ? "/script/" : "/vpn/script/"));
+            return below(isLegacy, isLegacy ? "/script/" : "/vpn/script/");
         }
-        return entry.fileName.starts_with(kHelpPrefix) ? both(root + "/help/") : Directories{};
+        return entry.fileName.starts_with(kHelpPrefix) ? below(isLegacy, "/help/") : Directories{};
     case eFileTypeL10n:
-        return both(root + "/l10n/" + entry.lang + "/LC_MESSAGES");
+        return below(isLegacy, "/l10n/" + entry.lang + "/LC_MESSAGES");
     case eFileTypeProfile:
         return profileDirectories(entry.serviceType);
     case eFileTypeResource:
-        return both(root + "/resources/");
+        return below(isLegacy, "/resources/");
     default:
         return {};
     }
 }
 
 /// Stores a directory with its closing "/"; an empty one leaves `field` as it was.
-void storeDirectory(std::string directory, std::string& field)
+void storeDirectory(std::string& directory, std::string& field)
 {
     if (directory.empty()) {
         return;
@@ -109,10 +113,8 @@ bool needsHash(ManifestFileType type)
 
 void CManifestInfo::resolveFileNames(ManifestFileInfo& entry) const
 {
-    if (entry.fileName.empty()) {
-        entry.fileName = entry.uri;
-    }
-    entry.fileName.erase(0, entry.fileName.rfind('/') + 1);
+    const std::string& path = entry.fileName.empty() ? entry.uri : entry.fileName;
+    entry.fileName = path.substr(path.rfind('/') + 1);
     entry.resolvedFileName = entry.fileName;
     std::string& name = entry.resolvedFileName;
     if (entry.type == eFileTypeTransform) {
@@ -132,8 +134,8 @@ void CManifestInfo::resolveFileNames(ManifestFileInfo& entry) const
 void CManifestInfo::resolveSpecialDirectory(ManifestFileInfo& entry) const
 {
     Directories directories = directoriesOf(entry, m_legacyRoot);
-    storeDirectory(std::move(directories.first), entry.destinationDirectory);
-    storeDirectory(std::move(directories.second), entry.secondaryDirectory);
+    storeDirectory(directories.first, entry.destinationDirectory);
+    storeDirectory(directories.second, entry.secondaryDirectory);
 }
 
 void CManifestInfo::setFileAction(ManifestFileInfo& entry) const

@@ -155,7 +155,7 @@ ChildResult readChild(XmlElement& element, ManifestFileInfo& entry)
     if (field == nullptr) {
         return ChildResult::NoChild;
     }
-    entry.*field = element.getElementValue();
+    entry.*field = element.takeElementValue();
     if (name == "hash") {
         readHashType(*element.getElementAttributes(), entry);
     }
@@ -317,7 +317,7 @@ bool CManifestInfo::readFileAttributes(const NVAttributes& attributes, ManifestF
         return false;
     }
     // Presence counts, not the text: an empty id beside a version passes.
-    if (attributes.hasAttribute("version") && !attributes.hasAttribute("id")) {
+    if (entry.id.empty() && attributes.hasAttribute("version") && !attributes.hasAttribute("id")) {
         return reject(__LINE__, Logging::DI_ERROR, "File \"id\" is required when \"version\" is specified");
     }
     return true;

@@ -10,6 +10,7 @@
 
 class NVAttributes;
 class XmlElement;
+class XmlIfcMgr;
 
 /// A package manifest: an XML document that lists the files of one client module.
 ///
@@ -88,7 +89,7 @@ public:
 private:
     using Elements = std::list<XmlElement*>;
 
-    bool readEntries(const Elements& elements);
+    bool readEntries(XmlIfcMgr& document);
     bool readEntry(Elements::const_iterator& element, Elements::const_iterator end, ManifestFileInfo& entry) const;
     bool readFileAttributes(const NVAttributes& attributes, ManifestFileInfo& entry) const;
     bool completeEntry(ManifestFileInfo& entry) const;

@@ -1,7 +1,8 @@
 #include "vpn/Api/xml/XmlIfcMgr.h"
 
 #include "vpn/Common/AppLog.h"
-#include "vpn/Common/Xml/XmlElement.h"
+
+#include <algorithm>
 
 namespace {
 
@@ -18,10 +19,7 @@ void logNoElement(const char* function, unsigned line)
 
 } // namespace
 
-XmlIfcMgr::~XmlIfcMgr()
-{
-    deleteXmlElements();
-}
+XmlIfcMgr::~XmlIfcMgr() = default;
 
 void XmlIfcMgr::addElement(const std::string& name)
 {
@@ -53,16 +51,21 @@ void XmlIfcMgr::addAttribute(const std::string& name, const std::string& value)
 
 void XmlIfcMgr::setNewElement(const std::string& name)
 {
-    m_elements.push_back(nullptr);
-    m_elements.back() = new XmlElement(name);
-    m_current = m_elements.back();
+    m_current = &m_storage.emplace_back(name);
+    m_elements.push_back(m_current);
+}
+
+void XmlIfcMgr::releaseElementsBefore(std::list<XmlElement*>::const_iterator end)
+{
+    while (m_elements.cbegin() != end) {
+        m_elements.pop_front();
+        m_storage.pop_front();
+    }
 }
 
 void XmlIfcMgr::deleteXmlElements()
 {
     m_current = nullptr;
-    for (XmlElement*& element : m_elements) {
-        delete element;
-        element = nullptr;
-    }
+    m_storage.clear();
+    std::fill(m_elements.begin(), m_elements.end(), nullptr);
 }

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "vpn/Common/Xml/XmlElement.h"
 #include "vpn/Common/Xml/XmlMgr.h"
 
+#include <deque>
 #include <list>
 #include <string>
-
-class XmlElement;
 
 /// The sink that makes a flat list of a document: every element in the order of the start tags, parents and children
 /// not linked. An element's text is what stands between its start tag and the next tag of any element; text behind a
@@ -32,11 +32,17 @@ public:
     /// The list itself. Its elements are owned by this object and live until it ends.
     std::list<XmlElement*>& getElementList() { return m_elements; }
 
+    /// Destroys the elements before `end` and takes them off the list, for who has read them already: a large document
+    /// and what is made of it need not stand in memory side by side.
+    void releaseElementsBefore(std::list<XmlElement*>::const_iterator end);
+
     /// Destroys every element. The list keeps its length; its entries become null, so that calling this early, or
     /// twice, is harmless.
     void deleteXmlElements();
 
 private:
+    /// The elements themselves, which a deque never moves and allocates several at a time.
+    std::deque<XmlElement> m_storage;
     std::list<XmlElement*> m_elements;
     XmlElement* m_current = nullptr;
 };

@@ -1,6 +1,6 @@
 #include "vpn/Common/Utility/SecureString.h"
 
-#include "vpn/Common/Utility/WipingAllocator.h"
+#include "vpn/Common/Utility/WipedBytes.h"
 
 namespace {
 

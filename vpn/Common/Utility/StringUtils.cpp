@@ -14,11 +14,6 @@ constexpr std::string_view kNewlines = "\n\r";
 constexpr std::string_view kWhitespaces = " \t\f\v\n\r";
 constexpr std::size_t kFormatBufferSize = 1024;
 
-bool isNotSpace(char c)
-{
-    return std::isspace(static_cast<unsigned char>(c)) == 0;
-}
-
 std::string withNumber(const char* name, int value, bool nameOnly)
 {
     return nameOnly ? std::string(name) : std::string(name) + "(" + std::to_string(value) + ")";
@@ -134,14 +129,15 @@ bool CStringUtils::compareWithWildStr(const std::string& text, const std::string
 
 bool CStringUtils::hasAnyNonWhitespace(const std::string& s)
 {
-    return std::any_of(s.begin(), s.end(), isNotSpace);
+    return !std::all_of(s.begin(), s.end(), isSpace);
 }
 
 std::string& CStringUtils::removeLeadingAndTrailingWhitespacesNoCopy(std::string& s)
 {
-    const auto last = std::find_if(s.rbegin(), s.rend(), isNotSpace).base();
-    s.erase(last, s.end());
-    s.erase(s.begin(), std::find_if(s.begin(), s.end(), isNotSpace));
+    const std::string_view kept = trimmed(s);
+    const auto begin = static_cast<std::size_t>(kept.data() - s.data());
+    s.resize(begin + kept.size());
+    s.erase(0, begin);
     return s;
 }
 

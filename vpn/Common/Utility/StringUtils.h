@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// State of a connection, as log lines print it.
@@ -38,9 +39,8 @@ enum VPNCON_SUBSTATE
 /// may be called from several threads at once. Only exhausted memory makes one fail, with the standard library's
 /// exception.
 ///
-/// There are two notions of white space. hasAnyNonWhitespace and removeLeadingAndTrailingWhitespacesNoCopy ask
-/// isspace, and so the process's locale; the others use the six bytes space, tab, form feed, vertical tab, line feed
-/// and carriage return, whatever the locale.
+/// White space is what isspace knows in the POSIX locale, whatever the process's own: space, tab, line feed, vertical
+/// tab, form feed and carriage return.
 class CStringUtils
 {
 public:
@@ -52,8 +52,22 @@ public:
     /// and may overlap what was matched before: abc matches ab*bc.
     static bool compareWithWildStr(const std::string& text, const std::string& pattern);
 
+    static constexpr bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
     /// True when some byte of `s` is not white space.
     static bool hasAnyNonWhitespace(const std::string& s);
+
+    /// The part of `s` between the white space at its ends.
+    static constexpr std::string_view trimmed(std::string_view s)
+    {
+        while (!s.empty() && isSpace(s.front())) {
+            s.remove_prefix(1);
+        }
+        while (!s.empty() && isSpace(s.back())) {
+            s.remove_suffix(1);
+        }
+        return s;
+    }
 
     /// Removes white space from both ends of `s`, in place, and returns `s`.
     static std::string& removeLeadingAndTrailingWhitespacesNoCopy(std::string& s);

@@ -10,44 +10,28 @@ namespace {
 /// The bits of a size that memory can give it.
 constexpr std::size_t kSizeMask = std::numeric_limits<std::size_t>::max() >> 1;
 
+/// Room for a short attribute that stays alone, as most do, and for those of a manifest's "file": with a step from the
+/// one to the other no block is copied twice on the way.
+constexpr std::size_t kSingleSize = 32;
+constexpr std::size_t kUsualSize = 256;
+
 } // namespace
-
-NVAttributes::Attribute NVAttributes::Iterator::operator*() const
-{
-    Head head;
-    std::memcpy(&head, m_record, sizeof head);
-    const char* name = m_record + sizeof head;
-    return {{name, head.nameSize}, {name + head.nameSize, head.valueSize}, head.userOverride != 0};
-}
-
-NVAttributes::Iterator& NVAttributes::Iterator::operator++()
-{
-    const std::string_view value = (**this).value;
-    m_record = value.data() + value.size();
-    return *this;
-}
 
 void NVAttributes::addNVPair(const std::string& name, const std::string& value, bool userOverride)
 {
     Attribute attribute{name, value.c_str(), userOverride};
-    Iterator place = lowerBound(name);
-    if (place != end() && (*place).name == name) {
+    const Iterator known = find(name);
+    if (known != end()) {
         // The first addition decides on the flag; later ones only bring a new value.
-        attribute.userOverride = (*place).userOverride;
-        remove(place);
-        place = lowerBound(name);
+        attribute.userOverride = (*known).userOverride;
+        remove(known);
     }
-    insert(place, attribute);
-}
-
-void NVAttributes::addNVPair(const std::string& name, const std::string& value)
-{
-    addNVPair(name, value, true);
+    append(attribute);
 }
 
 std::list<std::string>& NVAttributes::getAttributeList(std::list<std::string>& names) const
 {
-    for (const Attribute attribute : *this) {
+    for (const Attribute& attribute : sorted()) {
         names.emplace_back(attribute.name);
     }
     return names;
@@ -73,9 +57,8 @@ bool NVAttributes::userOverrideAllowed(const std::string& name) const
 void NVAttributes::allowAllUserOverrides()
 {
     for (Iterator attribute = begin(); attribute != end(); ++attribute) {
-        Head head;
         char* record = m_records.data() + (attribute.m_record - m_records.data());
-        std::memcpy(&head, record, sizeof head);
+        Iterator::Head head = attribute.head();
         head.userOverride = true;
         std::memcpy(record, &head, sizeof head);
     }
@@ -92,36 +75,41 @@ std::size_t NVAttributes::numAttributes() const
 
 void NVAttributes::clear()
 {
-    WipedBytes().swap(m_records);
+    m_records.clear();
 }
 
 bool NVAttributes::operator==(const NVAttributes& other) const
 {
-    // The same attributes in the same order lie in the same bytes.
-    return m_records == other.m_records;
+    return m_records.size() == other.m_records.size() && sorted() == other.sorted();
+}
+
+std::vector<NVAttributes::Attribute> NVAttributes::sorted() const
+{
+    std::vector<Attribute> attributes;
+    for (const Attribute attribute : *this) {
+        attributes.push_back(attribute);
+    }
+    std::sort(attributes.begin(), attributes.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
+    return attributes;
 }
 
 NVAttributes::Iterator NVAttributes::find(std::string_view name) const
 {
-    const Iterator found = lowerBound(name);
-    return found != end() && (*found).name == name ? found : end();
-}
-
-NVAttributes::Iterator NVAttributes::lowerBound(std::string_view name) const
-{
     Iterator attribute = begin();
-    while (attribute != end() && (*attribute).name < name) {
+    while (attribute != end() && (*attribute).name != name) {
         ++attribute;
     }
     return attribute;
 }
 
-void NVAttributes::insert(Iterator place, const Attribute& attribute)
+void NVAttributes::append(const Attribute& attribute)
 {
-    const Head head{attribute.name.size() & kSizeMask, attribute.userOverride, attribute.value.size()};
-    const auto offset = place.m_record - m_records.data();
-    m_records.insert(m_records.begin() + offset, sizeof head + attribute.name.size() + attribute.value.size(), '\0');
-    char* record = m_records.data() + offset;
+    const Iterator::Head head{attribute.name.size() & kSizeMask, attribute.userOverride, attribute.value.size()};
+    const std::size_t size = sizeof head + attribute.name.size() + attribute.value.size();
+    if (m_records.size() + size > kSingleSize) {
+        m_records.reserve(kUsualSize);
+    }
+    char* record = m_records.extend(size);
     std::memcpy(record, &head, sizeof head);
     record = std::copy(attribute.name.begin(), attribute.name.end(), record + sizeof head);
     std::copy(attribute.value.begin(), attribute.value.end(), record);
@@ -130,7 +118,7 @@ void NVAttributes::insert(Iterator place, const Attribute& attribute)
 void NVAttributes::remove(Iterator place)
 {
     // Copied without it, so that the block that holds its value is given back, and wiped, as a whole.
-    WipedBytes kept(begin().m_record, place.m_record);
-    kept.insert(kept.end(), (++place).m_record, end().m_record);
+    WipedBytes kept({begin().m_record, place.m_record});
+    kept.append({(++place).m_record, end().m_record});
     m_records.swap(kept);
 }

@@ -1,13 +1,15 @@
 #pragma once
 
-#include "vpn/Common/Utility/WipingAllocator.h"
+#include "vpn/Common/Utility/WipedBytes.h"
 
 #include <cstddef>
+#include <cstring>
 #include <list>
 #include <string>
 #include <string_view>
+#include <vector>
 
-/// A set of attributes: names, each once and in ascending byte-wise order, with a value and a flag that says whether
+/// A set of attributes: names, each once, with a value and a flag that says whether
 /// the user may override it. Names are compared byte for byte, letter case included. What held a value is zeroed
 /// before it is released or reused. Nothing here logs; a set may be read by several threads while none changes it.
 class NVAttributes
@@ -18,9 +20,9 @@ public:
     void addNVPair(const std::string& name, const std::string& value, bool userOverride);
 
     /// The same with the flag true, as attributes of a document have it.
-    void addNVPair(const std::string& name, const std::string& value);
+    void addNVPair(const std::string& name, const std::string& value) { addNVPair(name, value, true); }
 
-    /// Appends every name, in order, to `names` and returns `names`.
+    /// Appends every name, in ascending byte-wise order, to `names` and returns `names`.
     std::list<std::string>& getAttributeList(std::list<std::string>& names) const;
 
     /// A copy of the value; empty also when there is no such attribute.
@@ -49,19 +51,53 @@ public:
         std::string_view name;
         std::string_view value;
         bool userOverride;
+
+        bool operator==(const Attribute&) const = default;
     };
 
-    /// Walks the attributes in order.
+    /// All attributes in ascending order of their names.
+    std::vector<Attribute> sorted() const;
+
+    /// Walks the attributes in whatever order they lie in the set, which is quicker.
     class Iterator
     {
     public:
         explicit Iterator(const char* record) : m_record(record) {}
-        Attribute operator*() const;
-        Iterator& operator++();
+
+        Attribute operator*() const
+        {
+            const Head sizes = head();
+            const char* name = m_record + sizeof sizes;
+            return {{name, sizes.nameSize}, {name + sizes.nameSize, sizes.valueSize}, sizes.userOverride != 0};
+        }
+
+        Iterator& operator++()
+        {
+            const Head sizes = head();
+            m_record += sizeof sizes + sizes.nameSize + sizes.valueSize;
+            return *this;
+        }
+
         bool operator==(const Iterator&) const = default;
 
     private:
         friend class NVAttributes;
+
+        /// What stands before the bytes of a name and of a value.
+        struct Head
+        {
+            std::size_t nameSize : 63;
+            std::size_t userOverride : 1;
+            std::size_t valueSize;
+        };
+
+        Head head() const
+        {
+            Head sizes;
+            std::memcpy(&sizes, m_record, sizeof sizes);
+            return sizes;
+        }
+
         const char* m_record;
     };
 
@@ -69,23 +105,13 @@ public:
     Iterator end() const { return Iterator(m_records.data() + m_records.size()); }
 
 private:
-    /// What stands before the bytes of a name and of a value.
-    struct Head
-    {
-        std::size_t nameSize : 63;
-        std::size_t userOverride : 1;
-        std::size_t valueSize;
-    };
-
     /// The attribute of that name, or else end().
     Iterator find(std::string_view name) const;
-    /// The first attribute whose name is not below `name`.
-    Iterator lowerBound(std::string_view name) const;
-    void insert(Iterator place, const Attribute& attribute);
+    void append(const Attribute& attribute);
     void remove(Iterator place);
 
-    /// The attributes one behind the other, in order, each as a Head, the name and the value. A set has a handful of
-    /// them: walking over one block is as quick as a map and takes a quarter of the memory of its nodes, which counts
-    /// where a manifest has a hundred thousand sets; and there is one block to wipe.
+    /// The attributes one behind the other, the latest last, each as an Iterator::Head, the name and the value. A set
+    /// has a handful of them: walking over one block is as quick as a map and takes a quarter of the memory of its
+    /// nodes, which counts where a manifest has a hundred thousand sets; and there is one block to wipe.
     WipedBytes m_records;
 };

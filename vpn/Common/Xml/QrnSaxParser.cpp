@@ -160,6 +160,11 @@ ContextPtr openBuffer(const std::string& text, std::size_t& documentSize)
 
 } // namespace
 
+void parseAttribute(std::string& out, const xmlChar* text)
+{
+    out = CStringUtils::trimmed(reinterpret_cast<const char*>(text));
+}
+
 std::uint32_t QrnSaxParser::startParser(const std::string& input, XmlParserInputType type)
 {
     if (input.empty() || (type != XmlInputBuffer && type != XmlInputFile)) {
@@ -252,9 +257,4 @@ void QrnSaxParser::errorCB(void* /*ctx*/, const char* msg, ...)
     const char* text = va_arg(arguments, const char*);
     va_end(arguments);
     CAppLog::LogDebugMessage("errorCB", kLogFile, 135, Logging::DI_ERROR, "xml errorCB: %s", text);
-}
-
-void parseAttribute(std::string& out, const xmlChar* text)
-{
-    out = CStringUtils::trimmed(reinterpret_cast<const char*>(text));
 }

@@ -1,19 +1,34 @@
 #include "vpn/Common/Xml/XmlElement.h"
 
-XmlElement::~XmlElement() = default;
+#include "vpn/Common/Utility/SecureString.h"
 
-void XmlElement::addNVPair(const std::string& name, const std::string& value)
+#include <algorithm>
+
+XmlElement::~XmlElement()
 {
-    m_attributes.addNVPair(name, value);
+    wipeString(m_value);
 }
 
 void XmlElement::setElementValue(const std::string& value)
 {
-    // A new block, so that the old text goes back to the heap wiped.
-    WipedBytes(value.begin(), value.end()).swap(m_value);
+    wipeString(m_value);
+    appendElementValue(value);
 }
 
 void XmlElement::appendElementValue(const std::string& value)
 {
-    m_value.insert(m_value.end(), value.begin(), value.end());
+    const std::size_t needed = m_value.size() + value.size();
+    if (m_value.empty()) {
+        // Most texts arrive in one piece, which is to fit exactly.
+        m_value = value;
+    } else if (needed <= m_value.capacity()) {
+        m_value += value;
+    } else {
+        // Not left to the string, which would give its old buffer back as it is.
+        std::string larger;
+        larger.reserve(std::max(needed, 2 * m_value.capacity()));
+        larger.append(m_value).append(value);
+        wipeString(m_value);
+        m_value.swap(larger);
+    }
 }

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "vpn/Common/Utility/WipingAllocator.h"
 #include "vpn/Common/Xml/NVAttributes.h"
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 /// One element of a document's flat list: its name, its text and its attributes. Text and attribute values are wiped
 /// before they are released. Nothing here logs; an element may be read by several threads while none changes it.
@@ -15,7 +15,7 @@ public:
     virtual ~XmlElement();
 
     /// Sets an attribute; the user may override it.
-    void addNVPair(const std::string& name, const std::string& value);
+    void addNVPair(const std::string& name, const std::string& value) { m_attributes.addNVPair(name, value); }
 
     /// A copy of the name, as the document has it.
     std::string getElementName() const { return m_name; }
@@ -27,7 +27,10 @@ public:
     void appendElementValue(const std::string& value);
 
     /// A copy of the text.
-    std::string getElementValue() const { return {m_value.begin(), m_value.end()}; }
+    std::string getElementValue() const { return m_value; }
+
+    /// The text itself, which the element then no longer has.
+    std::string takeElementValue() { return std::move(m_value); }
 
     /// The element's own attributes, not a copy.
     NVAttributes* getElementAttributes() { return &m_attributes; }
@@ -37,6 +40,6 @@ public:
 
 private:
     std::string m_name;
-    WipedBytes m_value;
+    std::string m_value;
     NVAttributes m_attributes;
 };

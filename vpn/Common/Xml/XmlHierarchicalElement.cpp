@@ -1,7 +1,6 @@
 #include "vpn/Common/Xml/XmlHierarchicalElement.h"
 
 #include <algorithm>
-#include <cstring>
 #include <vector>
 
 namespace {
@@ -37,13 +36,12 @@ XmlHierarchicalElement& XmlHierarchicalElement::operator=(const XmlHierarchicalE
 
 void XmlHierarchicalElement::setElementValue(const std::string& value)
 {
-    m_value.insert(m_value.end(), value.c_str(), value.c_str() + std::strlen(value.c_str()));
+    m_value.append(value.c_str());
 }
 
 void XmlHierarchicalElement::resetElementValue(const std::string& value)
 {
-    WipedBytes().swap(m_value);
-    setElementValue(value);
+    m_value = WipedBytes(value.c_str());
 }
 
 void XmlHierarchicalElement::addNVPair(const std::string& name, const std::string& value)
@@ -65,7 +63,7 @@ std::string XmlHierarchicalElement::getAttribute(const std::string& name) const
 
 void XmlHierarchicalElement::getAttributesList(std::list<std::pair<std::string, std::string>>& out) const
 {
-    for (const NVAttributes::Attribute attribute : m_attributes) {
+    for (const NVAttributes::Attribute& attribute : m_attributes.sorted()) {
         out.emplace_back(attribute.name, attribute.value);
     }
 }
@@ -99,7 +97,7 @@ XmlHierarchicalElement* XmlHierarchicalElement::getDescendant(const std::string&
 std::string XmlHierarchicalElement::getDescendantValue(const std::string& name) const
 {
     const XmlHierarchicalElement* found = getDescendant(name, "", "");
-    return found == nullptr ? std::string() : std::string(found->m_value.begin(), found->m_value.end());
+    return found == nullptr ? std::string() : std::string(found->m_value.view());
 }
 
 void XmlHierarchicalElement::deleteChildElements()
@@ -122,7 +120,7 @@ void XmlHierarchicalElement::deleteChildElements(const std::list<std::string>& n
 
 void XmlHierarchicalElement::Clear()
 {
-    WipedBytes().swap(m_value);
+    m_value.clear();
     deleteChildElements();
 }
 
@@ -179,13 +177,13 @@ bool XmlHierarchicalElement::matches(std::string_view name, std::string_view att
 
 bool XmlHierarchicalElement::isEqualApartFromChildren(const XmlHierarchicalElement& other) const
 {
-    return m_name == other.m_name && m_value == other.m_value && m_attributes == other.m_attributes;
+    return m_name == other.m_name && m_value.view() == other.m_value.view() && m_attributes == other.m_attributes;
 }
 
 void XmlHierarchicalElement::copyApartFromChildren(const XmlHierarchicalElement& other)
 {
     m_name = other.m_name.c_str();
-    WipedBytes(other.m_value).swap(m_value);
+    m_value = other.m_value;
     m_attributes = other.m_attributes;
     // A copy is the user's to change, whatever its source allowed.
     m_attributes.allowAllUserOverrides();
@@ -209,8 +207,8 @@ void XmlHierarchicalElement::copyChildren(const XmlHierarchicalElement& other)
 
 void XmlHierarchicalElement::dumpApartFromChildren(std::string& out) const
 {
-    out.append("\n").append(m_name).append(" : ").append(m_value.begin(), m_value.end()).append("\n");
-    for (const NVAttributes::Attribute attribute : m_attributes) {
+    out.append("\n").append(m_name).append(" : ").append(m_value.view()).append("\n");
+    for (const NVAttributes::Attribute& attribute : m_attributes.sorted()) {
         out.append("\t- ").append(attribute.name).append(" : ").append(attribute.value).append("\n");
     }
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "vpn/Common/Utility/WipingAllocator.h"
+#include "vpn/Common/Utility/WipedBytes.h"
 #include "vpn/Common/Xml/NVAttributes.h"
 
 #include <list>
