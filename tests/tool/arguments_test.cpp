@@ -125,7 +125,9 @@ TEST_F(ToolArguments, theStoresDoNotKnowOfEachOther)
     EXPECT_EQ(readFile(currentStore()), kModuleStore);
     EXPECT_EQ(readFile(legacyStore()), storeHeader() + storeRecord(kExe, "4.10.0", "VPNCore"));
 
-    EXPECT_EQ(ToolRun({"-x", kLegacyRoot, legacyModule}).run().exitStatus, 0);
+    const ToolResult result = ToolRun({"-x", kLegacyRoot, legacyModule}).run();
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_THAT(result.messages(), linesAre({legacyStoreUsed()}));
     EXPECT_EQ(readFile(currentStore()), kModuleStore);
     EXPECT_FALSE(pathExists(legacyStore()));
 }

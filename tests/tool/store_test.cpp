@@ -182,8 +182,7 @@ class ToolDamagedStore : public ToolTest, public ::testing::WithParamInterface<D
 TEST_P(ToolDamagedStore, isReportedAndGivesWhatSurvives)
 {
     writeFile(currentStore(), GetParam().store);
-    const ToolResult result =
-        ToolRun({"-i", kCurrentRoot, manifestFile(vpn(file("added", "msi", "9")))}).limit(RLIMIT_AS, 256U << 20U).run();
+    const ToolResult result = installText(vpn(file("added", "msi", "9")));
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_THAT(result.messages(), linesAre(GetParam().lines));
     EXPECT_EQ(toHex(readFile(currentStore())), toHex(storeHeader() + GetParam().survivors + kAdded));
