@@ -170,6 +170,15 @@ TEST_F(InstalledManifestInfo, ofAFolderIsEmptyWithoutARecord)
     expectNothingLogged();
 }
 
+TEST_F(InstalledManifestInfo, whoseFileCannotBeExaminedIsEmptyAndThatIsLogged)
+{
+    fs::create_symlink(currentStore(), currentStore());
+    EXPECT_THAT(CInstalledManifestInfo(eCurrentDataPath).GetInstalledEntries(), IsEmpty());
+    expectLogged({IsReturnCode(
+        'E', returnCodeText("fileExists", sourceTag("vpn/Common/Utility/sysutils"), kAnyLine, "_tstat", 40, "unknown",
+                            "File: " + currentStore() + "\nError: Too many levels of symbolic links"))});
+}
+
 TEST_F(InstalledManifestInfo, ofALinkIsThatOfTheFileItLeadsTo)
 {
     writeFile("/opt/elsewhere", kOneEntry);
