@@ -4,7 +4,7 @@
 usage: lifecycle_test.py TOOL SAMPLES [unittest arguments]
 
 TOOL is the built obg_manifesttool, SAMPLES the folder packaging/sample. The tests run in a private mount namespace with
-a tmpfs over /opt, an overlay over /usr and package databases of their own; the machine is left untouched.
+a tmpfs over /opt and over the tool's folder, and package databases of their own; the machine is left untouched.
 """
 
 import hashlib
@@ -61,8 +61,14 @@ class Dpkg:
     def create_database(self):
         for folder in ("info", "updates", "triggers"):
             (self.database / folder).mkdir()
-        (self.database / "status").touch()
         (self.database / "available").touch()
+        # On every machine a package owns /opt, so that no other one's removal takes it away. It needs a file of its own:
+        # a package that consists of folders alone disappears when another one has them all.
+        (self.database / "status").write_text(
+            "Package: base-files\nStatus: install ok installed\nVersion: 1\nArchitecture: all\n"
+            "Maintainer: nobody <nobody@example.org>\nDescription: the folders of every machine\n")
+        (self.database / "info/base-files.md5sums").touch()
+        (self.database / "info/base-files.list").write_text("/.\n/etc\n/etc/passwd\n/opt\n/usr\n/usr/bin\n")
 
     def build_tool(self, tool, out):
         tree = SCRATCH / "tool-deb"
@@ -111,10 +117,11 @@ class Dpkg:
 
 
 class Rpm:
-    database = Path("/var/lib/obg-test-rpm")
+    database = SCRATCH / "rpm-database"
     suffix = "-1.noarch.rpm"
 
     def create_database(self):
+        self.database.mkdir()
         self.rpm("--initdb")
 
     def build_tool(self, tool, out):
@@ -174,7 +181,6 @@ class Lifecycle:
     def setUpClass(cls):
         cls.packages = SCRATCH / cls.__name__
         cls.packages.mkdir()
-        run("mount", "-t", "tmpfs", "obg", make_folder(cls.system.database))
         cls.system.create_database()
         cls.system.install(cls.system.build_tool(TOOL, cls.packages))
         shutil.copytree(cls.system.database, cls.packages / "database")
@@ -187,10 +193,6 @@ class Lifecycle:
         # The file that version 2 of the core drops has moved to the posture module.
         cls.posture_with_repair = cls.build(cls.changed(
             "posture-1", "5.1.5.0", lambda xml: xml.replace("VPNPosture-rules", "VPNRepair")))
-
-    @classmethod
-    def tearDownClass(cls):
-        run("umount", cls.system.database)
 
     @classmethod
     def changed(cls, module, version, change):
@@ -361,7 +363,7 @@ class Lifecycle:
         INSTALLED_TOOL.unlink()
         self.assert_complains_once(
             self.system.install_without_tool(self.core_1),
-            r"brightgate-core: obg_manifesttool -i /opt/orvanta/brightgate/manifest/core\.xml: status 127: .*not found")
+            r"brightgate-core: obg_manifesttool -i /opt/orvanta/brightgate/manifest/core\.xml: status 127: .*obg_manifesttool: .*")
         self.assertEqual("5.1.2.42", self.system.state(CORE))
         self.assert_no_store()
 
@@ -420,6 +422,22 @@ class Lifecycle:
         manifest = ROOT / "manifest/core.xml"
         shutil.copy(SAMPLES / "core-2/root/manifest/core.xml", f"{manifest}.pending")
         run("obg_manifesttool", "-i", ROOT, f"{manifest}.pending")
+        self.assert_silent(self.system.remove(CORE))
+        self.assert_clean()
+
+    def test_what_an_unfinished_version_may_have_recorded_is_struck_by_the_next_one(self):
+        self.system.install(self.core_1)
+        pending = ROOT / "manifest/core.xml.pending"
+        pending.write_text((ROOT / "manifest/core.xml").read_text().replace("VPNRepair", "VPNUnfinished"))
+        run("obg_manifesttool", "-i", ROOT, pending)
+        self.assertIn(field("VPNUnfinished"), STORE.read_bytes())
+        self.assert_silent(self.system.install(self.core_2))
+        self.assert_store(added_first(CORE_2, "VPNRoutes"))
+        self.assertFalse(pending.exists())
+
+    def test_a_removal_without_a_store_is_silent(self):
+        self.system.install(self.core_1)
+        STORE.unlink()
         self.assert_silent(self.system.remove(CORE))
         self.assert_clean()
 
@@ -641,13 +659,18 @@ def enter_private_machine():
 
 
 def lay_private_machine():
+    """Covers every folder that the packages or the package systems write to."""
     run("mount", "-t", "tmpfs", "obg", "/opt")
-    # rpm's own folder may be missing; a tmpfs over its parent would hide dpkg's.
-    for folder in ("usr-changes", "usr-work", "lib-changes", "lib-work"):
-        (SCRATCH / folder).mkdir(parents=True)
-    for path, name in (("/usr", "usr"), ("/var/lib", "lib")):
-        layers = f"lowerdir={path},upperdir={SCRATCH}/{name}-changes,workdir={SCRATCH}/{name}-work"
-        run("mount", "-t", "overlay", "obg", "-o", layers + ",userxattr", path)
+    SCRATCH.mkdir()
+    if Dpkg.database.exists():
+        run("mount", "-t", "tmpfs", "obg", Dpkg.database)
+    # The tool's folder stays what it was, but for what is added to it.
+    folder = INSTALLED_TOOL.parent
+    original = make_folder(SCRATCH / "bin")
+    run("mount", "--bind", folder, original)
+    run("mount", "-t", "tmpfs", "obg", folder)
+    for program in original.iterdir():
+        (folder / program.name).symlink_to(program)
 
 
 if __name__ == "__main__":
