@@ -5,7 +5,7 @@
 #include <vector>
 
 /// State of a connection, as log lines print it.
-enum STATE
+enum STATE : int
 {
     CONNECTING = 0,
     CONNECTED = 1,
@@ -20,7 +20,7 @@ enum STATE
 };
 
 /// Closer description of a connection's state. Single bits above 2, but rendered one value at a time.
-enum VPNCON_SUBSTATE
+enum VPNCON_SUBSTATE : int
 {
     NORMAL = 0,
     INDEFINITE_DELAY = 1,
