@@ -5,6 +5,7 @@
 #include <csignal>
 #include <filesystem>
 #include <list>
+#include <memory>
 #include <set>
 #include <string>
 #include <type_traits>
@@ -537,13 +538,30 @@ TEST_F(InstalledManifestInfo, logsNoErrorOfAnEarlierCall)
     expectLogged({textReadFailed(0, "Success"), notLoaded(375)});
 }
 
+/** The store is empty, also where single ids are looked up, and takes and writes new entries. */
+void expectUsable(CInstalledManifestInfo& store)
+{
+    EXPECT_EQ(store.GetInstalledType("whole"), 0U);
+    store.AddInstalledEntry("whole", eFileTypeMsi, "2.0");
+    EXPECT_THAT(store.GetInstalledEntries(), ElementsAre(Pair("whole", "2.0")));
+    EXPECT_EQ(store.WriteFile(), 0);
+    EXPECT_EQ(toHex(readFile(currentStore())), toHex(storeHeader() + storeRecord(1, "2.0", "whole")));
+}
+
 TEST_F(InstalledManifestInfo, isUsableAfterADamagedFile)
 {
     writeFile(currentStore(), storeHeader() + kWhole + u32le(1) + u32le(0));
     CInstalledManifestInfo store(eCurrentDataPath);
-    store.AddInstalledEntry("whole", eFileTypeMsi, "2.0");
-    EXPECT_EQ(store.WriteFile(), 0);
-    EXPECT_EQ(toHex(readFile(currentStore())), toHex(storeHeader() + storeRecord(1, "2.0", "whole")));
+    expectUsable(store);
+}
+
+TEST_F(InstalledManifestInfo, isUsableAfterAFailingDisk)
+{
+    writeFile(currentStore(), storeHeader() + kWhole);
+    auto failing = std::make_unique<FailingReads>((storeHeader() + kWhole).size(), EIO);
+    CInstalledManifestInfo store(eCurrentDataPath);
+    failing.reset();
+    expectUsable(store);
 }
 
 // Writing.
