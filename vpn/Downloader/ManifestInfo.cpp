@@ -214,8 +214,11 @@ std::string CManifestInfo::readManifestFile(const std::string& path)
     if (size < 1) {
         return logUnreadable(__LINE__, "CManifestInfo::fileCbSize", StatusCode::MissingArgument, nullptr);
     }
+    std::ifstream file;
+    // Unbuffered, because the stream's own buffer would go back to the heap with the document in it.
+    file.rdbuf()->pubsetbuf(nullptr, 0);
     errno = 0;
-    std::ifstream file(path, std::ios::binary);
+    file.open(path, std::ios::binary);
     if (!file.is_open()) {
         return logUnreadable(__LINE__, "fstream::open", static_cast<unsigned>(errno), std::strerror(errno));
     }
