@@ -6,7 +6,7 @@
 
 namespace {
 
-bool isBlank(const std::string& text)
+bool isBlank(std::string_view text)
 {
     return text.find_first_not_of(" \n\r\t") == std::string::npos;
 }
@@ -33,6 +33,16 @@ void XmlIfcMgr::endElement(const std::string& /*name*/)
 
 void XmlIfcMgr::setElementValue(const std::string& value)
 {
+    deliverText(value);
+}
+
+void XmlIfcMgr::addAttribute(const std::string& name, const std::string& value)
+{
+    deliverAttribute(name, value);
+}
+
+void XmlIfcMgr::deliverText(std::string_view value)
+{
     if (m_current != nullptr) {
         m_current->appendElementValue(value);
     } else if (!isBlank(value)) {
@@ -40,7 +50,7 @@ void XmlIfcMgr::setElementValue(const std::string& value)
     }
 }
 
-void XmlIfcMgr::addAttribute(const std::string& name, const std::string& value)
+void XmlIfcMgr::deliverAttribute(std::string_view name, std::string_view value)
 {
     if (m_current != nullptr) {
         m_current->addNVPair(name, value);

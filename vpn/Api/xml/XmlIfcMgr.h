@@ -6,6 +6,7 @@
 #include <deque>
 #include <list>
 #include <string>
+#include <string_view>
 
 /// The sink that makes a flat list of a document: every element in the order of the start tags, parents and children
 /// not linked. An element's text is what stands between its start tag and the next tag of any element; text behind a
@@ -25,6 +26,8 @@ public:
     void endElement(const std::string& name) override;
     void setElementValue(const std::string& value) override;
     void addAttribute(const std::string& name, const std::string& value) override;
+    void deliverText(std::string_view value) override;
+    void deliverAttribute(std::string_view name, std::string_view value) override;
 
     /// Appends a new element, which text and attributes go to from then on.
     void setNewElement(const std::string& name);

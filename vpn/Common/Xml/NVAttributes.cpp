@@ -17,9 +17,9 @@ constexpr std::size_t kUsualSize = 256;
 
 } // namespace
 
-void NVAttributes::addNVPair(const std::string& name, const std::string& value, bool userOverride)
+void NVAttributes::addNVPair(std::string_view name, std::string_view value, bool userOverride)
 {
-    Attribute attribute{name, value.c_str(), userOverride};
+    Attribute attribute{name, value.substr(0, value.find('\0')), userOverride};
     const Iterator known = find(name);
     if (known != end()) {
         // The first addition decides on the flag; later ones only bring a new value.

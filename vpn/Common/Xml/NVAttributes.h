@@ -17,10 +17,10 @@ class NVAttributes
 public:
     /// Sets the value of `name` to `value` up to its first NUL byte. The flag is that of the name's first addition and
     /// stays when the value is replaced.
-    void addNVPair(const std::string& name, const std::string& value, bool userOverride);
+    void addNVPair(std::string_view name, std::string_view value, bool userOverride);
 
     /// The same with the flag true, as attributes of a document have it.
-    void addNVPair(const std::string& name, const std::string& value) { addNVPair(name, value, true); }
+    void addNVPair(std::string_view name, std::string_view value) { addNVPair(name, value, true); }
 
     /// Appends every name, in ascending byte-wise order, to `names` and returns `names`.
     std::list<std::string>& getAttributeList(std::list<std::string>& names) const;

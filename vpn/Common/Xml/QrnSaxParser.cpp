@@ -2,7 +2,6 @@
 
 #include "vpn/Common/AppLog.h"
 #include "vpn/Common/StatusCodes.h"
-#include "vpn/Common/Utility/SecureString.h"
 #include "vpn/Common/Utility/StringUtils.h"
 #include "vpn/Common/Xml/XmlMgr.h"
 
@@ -129,6 +128,11 @@ std::string toString(const xmlChar* text)
     return reinterpret_cast<const char*>(text);
 }
 
+std::string_view trimmed(const xmlChar* text)
+{
+    return CStringUtils::trimmed(reinterpret_cast<const char*>(text));
+}
+
 ContextPtr openFile(const std::string& path, std::size_t& documentSize)
 {
     struct stat info
@@ -162,7 +166,7 @@ ContextPtr openBuffer(const std::string& text, std::size_t& documentSize)
 
 void parseAttribute(std::string& out, const xmlChar* text)
 {
-    out = CStringUtils::trimmed(reinterpret_cast<const char*>(text));
+    out = trimmed(text);
 }
 
 std::uint32_t QrnSaxParser::startParser(const std::string& input, XmlParserInputType type)
@@ -212,16 +216,13 @@ void QrnSaxParser::startElementCB(void* ctx, const xmlChar* name, const xmlChar*
     if (atts == nullptr) {
         return;
     }
-    std::string attributeName;
     for (; atts[0] != nullptr && atts[1] != nullptr; atts += 2) {
-        parseAttribute(attributeName, atts[0]);
-        // One for each: a string that is filled again may give its old buffer back as it is.
-        SecureString<std::string> attributeValue;
-        parseAttribute(attributeValue, atts[1]);
-        if (!DeliveryBound::admitAttribute(context, attributeName.size() + attributeValue.length())) {
+        const std::string_view attributeName = trimmed(atts[0]);
+        const std::string_view attributeValue = trimmed(atts[1]);
+        if (!DeliveryBound::admitAttribute(context, attributeName.size() + attributeValue.size())) {
             return;
         }
-        sink->addAttribute(attributeName, attributeValue);
+        sink->deliverAttribute(attributeName, attributeValue);
     }
 }
 
@@ -241,12 +242,7 @@ void QrnSaxParser::elementValueCB(void* ctx, const xmlChar* ch, int len)
         return;
     }
     const auto* characters = reinterpret_cast<const char*>(ch);
-    const std::string_view text = CStringUtils::trimmed({characters, size == 0 ? 0 : ::strnlen(characters, size)});
-    if (text.empty()) {
-        sink->setElementValue({});
-        return;
-    }
-    sink->setElementValue(SecureString<std::string>(text.data(), text.size()));
+    sink->deliverText(CStringUtils::trimmed({characters, size == 0 ? 0 : ::strnlen(characters, size)}));
 }
 
 void QrnSaxParser::errorCB(void* /*ctx*/, const char* msg, ...)

@@ -9,13 +9,13 @@ XmlElement::~XmlElement()
     wipeString(m_value);
 }
 
-void XmlElement::setElementValue(const std::string& value)
+void XmlElement::setElementValue(std::string_view value)
 {
     wipeString(m_value);
     appendElementValue(value);
 }
 
-void XmlElement::appendElementValue(const std::string& value)
+void XmlElement::appendElementValue(std::string_view value)
 {
     const std::size_t needed = m_value.size() + value.size();
     if (m_value.empty()) {

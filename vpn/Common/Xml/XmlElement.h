@@ -15,16 +15,16 @@ public:
     virtual ~XmlElement();
 
     /// Sets an attribute; the user may override it.
-    void addNVPair(const std::string& name, const std::string& value) { m_attributes.addNVPair(name, value); }
+    void addNVPair(std::string_view name, std::string_view value) { m_attributes.addNVPair(name, value); }
 
     /// A copy of the name, as the document has it.
     std::string getElementName() const { return m_name; }
 
     /// Replaces the text.
-    void setElementValue(const std::string& value);
+    void setElementValue(std::string_view value);
 
     /// Appends to the text.
-    void appendElementValue(const std::string& value);
+    void appendElementValue(std::string_view value);
 
     /// A copy of the text.
     std::string getElementValue() const { return m_value; }
