@@ -577,7 +577,7 @@ class RpmLifecycle(Lifecycle, unittest.TestCase):
 
 
 class Sources(unittest.TestCase):
-    """What can be said of scripts, manifests and man pages by looking at them."""
+    """Scripts, manifests and man pages by themselves, without a package system."""
 
     def test_the_sums_in_the_manifests_are_those_of_the_files(self):
         manifests = list(SAMPLES.glob("*/root/manifest/*.xml"))
@@ -592,6 +592,24 @@ class Sources(unittest.TestCase):
         self.assertEqual(3, len(pages))
         lint = run("mandoc", "-T", "lint", *(page.name for page in pages), cwd=SAMPLES.parent / "man", check=False)
         self.assertEqual("", lint.stdout)
+
+    def test_the_example_of_the_man_page_does_what_the_page_says(self):
+        page = (SAMPLES.parent / "man/obg_manifesttool.1").read_text()
+        example = page.split("In its shortest form")[1].split(".Bd -literal -offset indent\n")[1].split(".Ed\n")[0]
+        script = SCRATCH / "example"
+        script.write_text("#!/bin/sh\nset -eu\n" + example)
+        run("shellcheck", script)
+        shutil.copy(TOOL, INSTALLED_TOOL)
+        shutil.rmtree(ROOT.parent, ignore_errors=True)
+        manifest = make_folder(ROOT / "manifest") / "core.xml"
+
+        for version, entries in (("core-1", CORE_1), ("core-2", added_first(CORE_2, "VPNRoutes"))):
+            shutil.copy(SAMPLES / version / "root/manifest/core.xml", manifest)
+            self.assertEqual("", run("dash", script).stdout)
+            self.assertEqual(store_bytes(entries), STORE.read_bytes())
+        manifest.write_text("<vpn")
+        self.assertIn(f"core: {manifest} is not recorded: ", run("dash", script).stdout)
+        self.assertEqual(store_bytes(entries), STORE.read_bytes())
 
     def test_shellcheck_has_nothing_to_say_about_the_finished_scripts(self):
         out = SCRATCH / "scripts"
