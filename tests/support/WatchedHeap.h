@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstddef>
+#include <iosfwd>
+#include <vector>
+
+namespace obg::test {
+
+/** One call of operator new or operator delete. */
+struct HeapEvent
+{
+    enum class Kind
+    {
+        New,
+        Delete,
+    };
+
+    Kind kind;
+    /** The bytes asked for. */
+    std::size_t size;
+    /** Whether all bytes of the block were zero: for New always, for Delete when it was given back. */
+    bool zeroed;
+    /** Whether the block named to watch() was all zeros at that moment; true when there is none. */
+    bool watchedBlockZeroed;
+};
+
+/** Shows the event in a failure message. */
+void PrintTo(const HeapEvent& event, std::ostream* stream);
+
+/**
+ * For the scope, the calls of operator new and delete in order, and what was in the blocks that went back. New blocks
+ * are zeroed, so that bytes other than zero were written by their user. A program that uses it is linked with
+ * WatchedHeap.cpp, which brings the two operators. Only one object at a time, of one thread.
+ */
+class WatchedHeap
+{
+public:
+    WatchedHeap();
+    ~WatchedHeap();
+    WatchedHeap(const WatchedHeap&) = delete;
+    WatchedHeap& operator=(const WatchedHeap&) = delete;
+
+    /** Has each further event tell whether this block, until it is given back, is all zeros. */
+    void watch(const void* block);
+
+    /** What happened so far. Ends the recording, so that what a test does with the events is no part of them. */
+    std::vector<HeapEvent> events() const;
+};
+
+} // namespace obg::test
