@@ -15,7 +15,8 @@ manifest=$root/manifest/@MODULE@.xml
 recorded=$manifest.recorded
 pending=$manifest.pending
 
-# manifesttool -i|-x LIST   Runs the tool. The first warning or error that it logs becomes one line on standard error.
+# manifesttool -i|-x LIST   Runs the tool. The first warning or error that it logs is left in $record, and becomes one
+# line on standard error.
 manifesttool() {
     log=$(obg_manifesttool "$1" "$root" "$2" 2>&1) && status=0 || status=$?
     if ! record=$(printf '%s\n' "$log" | grep -m 1 -e '\[ERROR\]' -e '\[WARNING\]'); then
@@ -23,18 +24,24 @@ manifesttool() {
         record=$log
     fi
     printf '%s\n' "@PACKAGE@: obg_manifesttool $1 $2: status $status: $record" >&2
-    # A store that could not be removed is logged, but ends with status 0.
-    [ "$1" = -i ] || return 1
     return "$status"
 }
 
-# Strikes the entries of LIST. An id that another module lists as well goes back in from that module's copy.
-strike() {
-    [ -e "$root/VPNManifest.dat" ] || return 0
-    manifesttool -x "$1" || return
+# Records what the other modules have recorded again, where it may have got lost.
+record_others() {
     for other in "$root"/manifest/*.recorded; do
         [ "$other" = "$recorded" ] || [ ! -f "$other" ] || manifesttool -i "$other" || :
     done
+}
+
+# Strikes the entries of LIST. An id that another module lists as well goes back in.
+strike() {
+    [ -e "$root/VPNManifest.dat" ] || return 0
+    manifesttool -x "$1" || return
+    # A store that was damaged, or that could not be deleted, is logged, but ends with status 0.
+    trouble=$record
+    record_others
+    [ -z "$trouble" ]
 }
 
 # Puts the module's manifest into the store and strikes what only the version before had. The new entries go in first:
@@ -51,6 +58,8 @@ record_module() {
         rm -f "$pending"
         return
     fi
+    # A damaged store has lost the entries of all modules.
+    [ -z "$record" ] || record_others
     if [ -f "$recorded" ] && ! cmp -s "$recorded" "$manifest"; then
         strike "$recorded" || return 0
         manifesttool -i "$manifest" || return 0

@@ -62,8 +62,8 @@ class Dpkg:
         for folder in ("info", "updates", "triggers"):
             (self.database / folder).mkdir()
         (self.database / "available").touch()
-        # On every machine a package owns /opt, so that no other one's removal takes it away. It needs a file of its own:
-        # a package that consists of folders alone disappears when another one has them all.
+        # On every machine a package owns /opt, so that no other one's removal takes it away. It needs a file of its
+        # own: a package that consists of folders alone disappears when another one has them all.
         (self.database / "status").write_text(
             "Package: base-files\nStatus: install ok installed\nVersion: 1\nArchitecture: all\n"
             "Maintainer: nobody <nobody@example.org>\nDescription: the folders of every machine\n")
@@ -363,7 +363,8 @@ class Lifecycle:
         INSTALLED_TOOL.unlink()
         self.assert_complains_once(
             self.system.install_without_tool(self.core_1),
-            r"brightgate-core: obg_manifesttool -i /opt/orvanta/brightgate/manifest/core\.xml: status 127: .*obg_manifesttool: .*")
+            r"brightgate-core: obg_manifesttool -i /opt/orvanta/brightgate/manifest/core\.xml: status 127: "
+            r".*obg_manifesttool: .*")
         self.assertEqual("5.1.2.42", self.system.state(CORE))
         self.assert_no_store()
 
@@ -446,6 +447,19 @@ class Lifecycle:
         STORE.write_bytes(STORE.read_bytes()[:-3])
         self.assert_complains_once(self.system.reinstall(self.core_1), r"brightgate-core: .* status 0: .*\[ERROR\] .*")
         self.assert_store(CORE_1)
+
+
+    def test_a_damaged_store_gets_the_entries_of_all_modules_back(self):
+        for change, entries in ((self.system.reinstall, CORE_1 + POSTURE_1),
+                                (lambda _: self.system.remove(CORE), POSTURE_1)):
+            with self.subTest(entries=entries):
+                self.setUp()
+                self.system.install(self.core_1)
+                self.system.install(self.posture_1)
+                STORE.write_bytes(STORE.read_bytes()[:-3])
+                self.assert_complains_once(change(self.core_1), r"brightgate-core: .* status 0: .*\[ERROR\] .*")
+                self.assert_store(entries)
+                self.assertEqual(CORE_1 == entries[:3], (ROOT / "manifest/core.xml.recorded").exists())
 
 
 class DpkgLifecycle(Lifecycle, unittest.TestCase):
@@ -617,7 +631,7 @@ class Sources(unittest.TestCase):
         run("dpkg-deb", "--control", next(out.glob("*.deb")), out / "deb")
         scripts = [out / "deb" / name for name in ("postinst", "prerm", "postrm")]
         run(SAMPLES / "build", "rpm", SAMPLES / "core-1", out)
-        for tag in ("POSTIN", "PREUN"):
+        for tag in ("POSTIN", "PREUN", "POSTUN"):
             script = run("rpm", "--query", "--package", "--qf", f"%{{{tag}}}", next(out.glob("*.rpm"))).stdout
             (out / tag).write_text("#!/bin/sh\n" + script)
             scripts.append(out / tag)
