@@ -1,6 +1,7 @@
-// SecureString, narrow and wide, against a plain string; and that nothing of it is left where it can be looked at.
-// Input: lines that each change the string: =TEXT assigns, +TEXT appends, cTEXT is the source of GetAndClear, *TEXT
-// takes as many characters of what is held as TEXT has, @ assigns the string to itself, & appends it to itself.
+// SecureString, narrow or wide, against a plain string; and that nothing of it is left where it can be looked at.
+// Input: WIDTH, the byte "w" for wide characters, and lines that each change the string: =TEXT assigns, +TEXT appends,
+// cTEXT is the source of GetAndClear, *TEXT takes as many characters of what is held as TEXT has, @ assigns the string
+// to itself, & appends it to itself.
 
 #include "fuzz/support/Input.h"
 #include "fuzz/support/Require.h"
@@ -103,7 +104,11 @@ template <class String> void play(Input input)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    play<std::string>(Input(data, size));
-    play<std::wstring>(Input(data, size));
+    Input input(data, size);
+    if (input.byte() == 'w') {
+        play<std::wstring>(input);
+    } else {
+        play<std::string>(input);
+    }
     return 0;
 }
