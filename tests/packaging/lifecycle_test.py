@@ -380,6 +380,22 @@ class Lifecycle:
         self.assert_silent(self.system.reinstall(self.core_1))
         self.assert_store(CORE_1)
 
+    def test_nothing_is_recorded_that_could_not_be_struck_later(self):
+        """A disk without room for the copy of the manifest."""
+        run("mount", "-t", "tmpfs", "-o", "size=64k", "obg", make_folder(ROOT / "manifest"))
+        try:
+            self.system.install(self.core_1)
+            with self.assertRaises(OSError), open(ROOT / "manifest/ballast", "wb") as ballast:
+                ballast.write(bytes(1 << 20))
+            manifest = ROOT / "manifest/core.xml"
+            manifest.write_text(manifest.read_text().replace("VPNRepair", "VPNExtra!"))
+            done = self.system.run_script_again(CORE)
+            self.assertRegex(done.stdout, r"^cp: .*/manifest/core\.xml\.pending.*: No space left on device\n$")
+            self.assert_store(CORE_1)
+            self.assertFalse((ROOT / "manifest/core.xml.pending").exists())
+        finally:
+            run("umount", ROOT / "manifest")
+
     def test_a_failed_strike_does_not_hold_up_the_removal_and_is_made_up_for_later(self):
         self.system.install(self.core_1)
         self.system.install(self.posture_1)
