@@ -60,7 +60,7 @@ bool ReleaseMemory();
 bool install_sighdlr(int signal, void (*handler)(int), void (**oldHandlerOut)(int));
 
 /// How GetFormattedTime writes the time. Every other value selects the locale's form.
-enum TIME_REPRESENTATION
+enum TIME_REPRESENTATION : int
 {
     TIME_LOCALE = 0,
     /// _0315_0942: month, day, hour and minute.
