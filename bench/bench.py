@@ -68,7 +68,7 @@ def instruction_growth(measurer, start, program, mode, sizes=(2_000, 20_000)):
 
 
 class Report:
-    """The table of figures for the tool, a second program beside it (the floor `ideal`), and an older tool."""
+    """The table of figures for the tool and, beside it, for the floor `ideal`."""
 
     def __init__(self, measurer, start, sax, contenders):
         self.measurer = measurer
@@ -77,57 +77,47 @@ class Report:
         self.contenders = contenders
 
     def print(self):
-        head = ["figure", "goal", "stretch", *(contender.name for contender in self.contenders)]
-        print_table(head, self.rows())
+        rows = [*self.instruction_rows(), *self.time_rows(), *self.growth_rows(), *self.memory_rows()]
+        print_table(["figure", "goal", "stretch", *(contender.name for contender in self.contenders)], rows)
 
-    def rows(self):
-        yield self.row("instructions, 20 entries into an empty store, over start", "start", self.over_start)
-        for mode in MODES:
-            yield self.row(f"instructions, 1,000 entries, {mode}, over sax", mode, lambda c, m=mode: self.over_sax(c, m))
-        cpu = {mode: self.cpu(mode, LARGEST) for mode in MODES}
-        cpu_before = {mode: self.cpu(mode, LARGE) for mode in MODES}
-        for mode in MODES:
-            times = cpu[mode]
-            yield self.row(
-                f"CPU, 100,000 entries, {mode}, over sax",
-                "cpu",
-                lambda c, t=times: median_and_spread(ratios(t[c], t[self.sax])),
-            )
-        for mode in MODES:
-            before, after = cpu_before[mode], cpu[mode]
-            yield self.row(
-                f"growth exponent from 10,000 to 100,000 entries, {mode}, of CPU time",
-                "growth",
-                lambda c, b=before, a=after: median_and_spread(
-                    [growth_exponent(x, y, LARGEST / LARGE) for x, y in zip(b[c], a[c])]
-                ),
-            )
-        for mode in MODES:
-            yield self.row(
-                f"growth exponent from 2,000 to 20,000 entries, {mode}, of instructions net of start",
-                "growth",
-                lambda c, m=mode: f"{instruction_growth(self.measurer, self.start, c, m):.3f}",
-            )
-        for mode in MODES:
-            yield self.row(
-                f"peak memory per entry, {mode}, bytes",
-                "memory",
-                lambda c, m=mode: f"{self.measurer.peak_per_entry(c, m, MEMORY_SIZES):,.0f}",
-            )
+    def row(self, figure, goal, values):
+        return [figure, *(f"{value:,}" for value in GOALS[goal]), *values]
 
-    def row(self, figure, goal, measure):
-        return [figure, *(f"{value:,}" for value in GOALS[goal]), *(measure(contender) for contender in self.contenders)]
-
-    def over_start(self, contender):
+    def instruction_rows(self):
         start = self.measurer.instructions(self.start, RECORD, SMALL)
-        return f"{self.measurer.instructions(contender, RECORD, SMALL) / start:.3f}"
-
-    def over_sax(self, contender, mode):
+        over_start = [f"{self.measurer.instructions(c, RECORD, SMALL) / start:.3f}" for c in self.contenders]
+        yield self.row("instructions, 20 entries into an empty store, over start", "start", over_start)
         sax = self.measurer.instructions(self.sax, RECORD, MIDDLE)
-        return f"{self.measurer.instructions(contender, mode, MIDDLE) / sax:.3f}"
+        for mode in MODES:
+            over_sax = [f"{self.measurer.instructions(c, mode, MIDDLE) / sax:.3f}" for c in self.contenders]
+            yield self.row(f"instructions, 1,000 entries, {mode}, over sax", mode, over_sax)
 
-    def cpu(self, mode, count):
-        return interleaved(self.measurer, [self.sax, *self.contenders], mode, count)
+    def time_rows(self):
+        programs = [self.sax, *self.contenders]
+        small, large = (
+            {mode: interleaved(self.measurer, programs, mode, count) for mode in MODES} for count in (LARGE, LARGEST)
+        )
+        for mode in MODES:
+            over_sax = [median_and_spread(ratios(large[mode][c], large[mode][self.sax])) for c in self.contenders]
+            yield self.row(f"CPU, 100,000 entries, {mode}, over sax", "cpu", over_sax)
+        for mode in MODES:
+            exponents = [
+                [growth_exponent(a, b, LARGEST / LARGE) for a, b in zip(small[mode][c], large[mode][c])]
+                for c in self.contenders
+            ]
+            figure = f"growth exponent from 10,000 to 100,000 entries, {mode}, of CPU time"
+            yield self.row(figure, "growth", [median_and_spread(values) for values in exponents])
+
+    def growth_rows(self):
+        for mode in MODES:
+            exponents = [f"{instruction_growth(self.measurer, self.start, c, mode):.3f}" for c in self.contenders]
+            figure = f"growth exponent from 2,000 to 20,000 entries, {mode}, of instructions net of start"
+            yield self.row(figure, "growth", exponents)
+
+    def memory_rows(self):
+        for mode in MODES:
+            slopes = [f"{self.measurer.peak_per_entry(c, mode, MEMORY_SIZES):,.0f}" for c in self.contenders]
+            yield self.row(f"peak memory per entry, {mode}, bytes", "memory", slopes)
 
 
 def print_against(measurer, new, old):
