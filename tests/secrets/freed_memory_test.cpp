@@ -185,14 +185,20 @@ TEST_P(FreedMemory, holdsNothingOfAnElementsTextReplacedAndAppended)
     const std::string longer = longText(1000);
     KeptMemory memory;
     {
-        XmlElement element("a");
+        // On the heap, so that the memory of the object itself is searched as well.
+        const auto element = std::make_unique<XmlElement>("a");
         for (int i = 0; i < 100; ++i) {
-            element.appendElementValue(marker());
+            element->appendElementValue(marker());
         }
-        element.setElementValue(longer);
-        element.setElementValue(marker());
-        element.appendElementValue(longer);
-        element.setElementValue("harmless");
+        element->setElementValue(longer);
+        element->setElementValue(marker());
+        element->appendElementValue(longer);
+        element->setElementValue("harmless");
+        const auto left = std::make_unique<XmlElement>("b");
+        left->setElementValue(marker());
+        const auto given = std::make_unique<XmlElement>("c");
+        given->setElementValue(marker());
+        SecureString<std::string>::Reset(given->takeElementValue().append("short texts lie inside the object"));
     }
     EXPECT_EQ(memory.blocksWith(marker()), 0U);
 }

@@ -1,5 +1,6 @@
 #include "vpn/Api/xml/XmlIfcMgr.h"
 
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -215,6 +216,19 @@ TEST(XmlIfcMgr, elementsMayBeDeletedEarlyAndTwice)
     EXPECT_THAT(log.records(), ElementsAre(noElement("setElementValue", 34)));
     document.addElement("c");
     EXPECT_EQ(document.getElementList().back()->getElementName(), "c");
+}
+
+TEST(XmlIfcMgr, elementsThatWereReadMayBeReleased)
+{
+    XmlIfcMgr document;
+    ASSERT_EQ(parse(document, "<a>1<b>2</b><c>3</c></a>"), kSuccess);
+    const auto& elements = document.getElementList();
+    document.releaseElementsBefore(elements.begin());
+    EXPECT_THAT(namesAndTexts(document), ElementsAre("a=1", "b=2", "c=3"));
+    document.releaseElementsBefore(std::next(elements.begin(), 2));
+    EXPECT_THAT(namesAndTexts(document), ElementsAre("c=3"));
+    document.releaseElementsBefore(elements.end());
+    EXPECT_THAT(elements, IsEmpty());
 }
 
 TEST(XmlIfcMgr, mayBeDestroyedThroughItsBase)

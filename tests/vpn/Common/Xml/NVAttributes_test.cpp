@@ -159,6 +159,18 @@ TEST(NVAttributes, walksOverNamesValuesAndFlags)
     EXPECT_THAT(seen, UnorderedElementsAre("a=1+", "b=2-"));
 }
 
+TEST(NVAttributes, sortedGivesAllInAscendingOrderOfTheirNames)
+{
+    NVAttributes attributes;
+    EXPECT_THAT(attributes.sorted(), IsEmpty());
+    attributes.addNVPair("b", "2", false);
+    attributes.addNVPair("B", "3", true);
+    attributes.addNVPair("a", "1", true);
+    EXPECT_THAT(attributes.sorted(),
+                ElementsAre(NVAttributes::Attribute{"B", "3", true}, NVAttributes::Attribute{"a", "1", true},
+                            NVAttributes::Attribute{"b", "2", false}));
+}
+
 TEST(NVAttributes, clearRemovesValuesAndFlags)
 {
     NVAttributes attributes;

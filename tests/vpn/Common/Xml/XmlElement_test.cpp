@@ -48,6 +48,18 @@ TEST(XmlElement, textMayBeReplacedByACopyOfItself)
     EXPECT_EQ(element.getElementValue(), "texttext");
 }
 
+TEST(XmlElement, aTextThatIsTakenIsNoLongerThere)
+{
+    for (const std::string& text : {std::string("short"), std::string(100, 'x'), std::string()}) {
+        XmlElement element("a");
+        element.setElementValue(text);
+        EXPECT_EQ(element.takeElementValue(), text);
+        EXPECT_EQ(element.getElementValue(), "");
+        element.appendElementValue("next");
+        EXPECT_EQ(element.getElementValue(), "next");
+    }
+}
+
 TEST(XmlElement, attributesAreTheUsersToOverride)
 {
     XmlElement element("a");
