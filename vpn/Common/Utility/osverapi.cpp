@@ -8,7 +8,6 @@
 #include <array>
 #include <cctype>
 #include <fstream>
-#include <iterator>
 
 #include <sys/utsname.h>
 
@@ -33,6 +32,20 @@ Version zeroVersion()
     return {"", kVersionSeparators};
 }
 
+/// False, with an empty text, when reading fails before the end of the file.
+bool readWhole(std::ifstream& file, std::string& text)
+{
+    std::array<char, 4096> piece{};
+    do {
+        file.read(piece.data(), piece.size());
+        text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
+    } while (file);
+    if (file.bad()) {
+        text.clear();
+    }
+    return !file.bad();
+}
+
 /// The whole of /etc/os-release, or else the first line of the release file that there is. A file that holds nothing
 /// is an answer; one that is missing or cannot be read is none.
 bool getLinuxDistributionInfo(std::string& text)
@@ -47,8 +60,7 @@ bool getLinuxDistributionInfo(std::string& text)
         return false;
     }
     if (*path == kOsRelease) {
-        text.assign(std::istreambuf_iterator<char>(file), {});
-        return true;
+        return readWhole(file, text);
     }
     std::string line;
     if (!std::getline(file, line) && !file.eof()) {
