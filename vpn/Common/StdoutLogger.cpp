@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <ctime>
 #include <iostream>
 
@@ -14,7 +13,7 @@ namespace {
 
 std::string localTime()
 {
-    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+    const std::time_t now = std::time(nullptr);
     std::tm parts{};
     localtime_r(&now, &parts);
     std::array<char, sizeof "-2147483648-12-31 23:59:59"> text{};
@@ -41,7 +40,8 @@ long CStdoutLogger::Log(Logging::Severity severity, const char* text, const char
     std::string line(text);
     std::replace(line.begin(), line.end(), '\n', ' ');
     std::cout << localTime() << ' ' << m_programName << '[' << getpid() << "]: [" << getLevel(severity, importance)
-              << "] " << line << std::endl;
+              << "] " << line << "\n"
+              << std::flush;
     return StatusCode::Success;
 }
 

@@ -30,9 +30,9 @@ struct TextField
 };
 
 constexpr std::array kTextAttributes{
+    TextField{"id", &ManifestFileInfo::id},
     TextField{"version", &ManifestFileInfo::version},
     TextField{"module", &ManifestFileInfo::module},
-    TextField{"id", &ManifestFileInfo::id},
     TextField{"lang", &ManifestFileInfo::lang},
     TextField{"platform", &ManifestFileInfo::platform},
     TextField{"os", &ManifestFileInfo::os},
@@ -173,9 +173,10 @@ CManifestInfo::CManifestInfo(bool& ok, const std::string& path)
     }
     std::string text = readManifestFile(path);
     if (!text.empty()) {
-        ok = parseManifestFile(text);
+        XmlIfcMgr document;
+        const std::uint32_t status = XmlParser(&document).parseXml(std::move(text), false);
+        ok = readDocument(status, document);
     }
-    wipeString(text);
 }
 
 CManifestInfo::CManifestInfo(bool& ok, const std::string& text, bool skipFirstElement, bool legacyRoot)
@@ -241,6 +242,12 @@ bool CManifestInfo::parseManifestFile(const std::string& text)
     }
     XmlIfcMgr document;
     const std::uint32_t status = XmlParser(&document).parseXml(text, false);
+    return readDocument(status, document);
+}
+
+/// Takes the entries out of a document that was parsed with `status`.
+bool CManifestInfo::readDocument(std::uint32_t status, XmlIfcMgr& document)
+{
     if (status != StatusCode::Success) {
         CAppLog::LogReturnCode("parseManifestFile", kLogFile, __LINE__, Logging::DI_ERROR, "XmlParser::parseXml",
                                status, nullptr, nullptr);

@@ -89,6 +89,7 @@ public:
 private:
     using Elements = std::list<XmlElement*>;
 
+    bool readDocument(std::uint32_t status, XmlIfcMgr& document);
     bool readEntries(XmlIfcMgr& document);
     bool readEntry(Elements::const_iterator& element, Elements::const_iterator end, ManifestFileInfo& entry) const;
     bool readFileAttributes(const NVAttributes& attributes, ManifestFileInfo& entry) const;

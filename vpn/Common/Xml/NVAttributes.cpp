@@ -13,7 +13,7 @@ constexpr std::size_t kSizeMask = std::numeric_limits<std::size_t>::max() >> 1;
 /// Room for a short attribute that stays alone, as most do, and for those of a manifest's "file": with a step from the
 /// one to the other no block is copied twice on the way.
 constexpr std::size_t kSingleSize = 32;
-constexpr std::size_t kUsualSize = 256;
+constexpr std::size_t kUsualSize = 384;
 
 } // namespace
 

@@ -2,6 +2,7 @@
 
 #include "vpn/Common/AppLog.h"
 #include "vpn/Common/StatusCodes.h"
+#include "vpn/Common/Utility/SecureString.h"
 #include "vpn/Common/Utility/StringUtils.h"
 #include "vpn/Common/Xml/XmlMgr.h"
 
@@ -162,6 +163,34 @@ ContextPtr openBuffer(const std::string& text, std::size_t& documentSize)
     return context;
 }
 
+/// Runs the parse of an opened document; without one it has failed already.
+std::uint32_t run(const ContextPtr& context, std::size_t documentSize, XmlMgr* sink)
+{
+    if (context == nullptr) {
+        return StatusCode::OperationFailed;
+    }
+    const DeliveryBound bound(context.get(), documentSize);
+    context->_private = sink;
+    // Not marked as initialised, so that libxml2 takes it for a SAX1 handler and gives attributes as plain pairs.
+    xmlSAXHandler handler{};
+    handler.startElement = QrnSaxParser::startElementCB;
+    handler.endElement = QrnSaxParser::endElementCB;
+    handler.characters = QrnSaxParser::elementValueCB;
+    handler.error = QrnSaxParser::errorCB;
+    // Into the context's own record, not in its place: the context is then whole whichever way the parse is left.
+    *context->sax = handler;
+    int result = xmlParseDocument(context.get());
+    if (bound.isExceeded()) {
+        // A parse that was stopped counts as well-formed for libxml2.
+        result = kNotWellFormed;
+    }
+    if (result != 0) {
+        logFailedCall(225, "xmlParseDocument", static_cast<unsigned>(result));
+        return StatusCode::OperationFailed;
+    }
+    return StatusCode::Success;
+}
+
 } // namespace
 
 void parseAttribute(std::string& out, const xmlChar* text)
@@ -176,29 +205,16 @@ std::uint32_t QrnSaxParser::startParser(const std::string& input, XmlParserInput
     }
     std::size_t documentSize = 0;
     const ContextPtr context = type == XmlInputFile ? openFile(input, documentSize) : openBuffer(input, documentSize);
-    if (context == nullptr) {
-        return StatusCode::OperationFailed;
-    }
-    const DeliveryBound bound(context.get(), documentSize);
-    context->_private = m_sink;
-    // Not marked as initialised, so that libxml2 takes it for a SAX1 handler and gives attributes as plain pairs.
-    xmlSAXHandler handler{};
-    handler.startElement = startElementCB;
-    handler.endElement = endElementCB;
-    handler.characters = elementValueCB;
-    handler.error = errorCB;
-    // Into the context's own record, not in its place: the context is then whole whichever way the parse is left.
-    *context->sax = handler;
-    int result = xmlParseDocument(context.get());
-    if (bound.isExceeded()) {
-        // A parse that was stopped counts as well-formed for libxml2.
-        result = kNotWellFormed;
-    }
-    if (result != 0) {
-        logFailedCall(225, "xmlParseDocument", static_cast<unsigned>(result));
-        return StatusCode::OperationFailed;
-    }
-    return StatusCode::Success;
+    return run(context, documentSize, m_sink);
+}
+
+std::uint32_t QrnSaxParser::startParser(std::string&& document)
+{
+    std::size_t documentSize = 0;
+    const ContextPtr context = openBuffer(document, documentSize);
+    wipeString(document);
+    document.shrink_to_fit();
+    return run(context, documentSize, m_sink);
 }
 
 void QrnSaxParser::startElementCB(void* ctx, const xmlChar* name, const xmlChar** atts)

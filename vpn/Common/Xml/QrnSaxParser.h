@@ -34,6 +34,10 @@ public:
     /// on the disk, is taken for an attack by entities or compression: its parse is stopped and fails.
     std::uint32_t startParser(const std::string& input, XmlParserInputType type);
 
+    /// The same for a document in memory that the caller gives away: it is wiped and released as soon as libxml2 has
+    /// made its own copy, so that a large one does not stand in memory twice.
+    std::uint32_t startParser(std::string&& document);
+
     /// What libxml2 calls. `ctx` is the parser context at work, which inside an entity is not the one of the document;
     /// its `_private` field holds the sink. Without a sink the event is logged and dropped.
     static void startElementCB(void* ctx, const xmlChar* name, const xmlChar** atts);

@@ -6,7 +6,18 @@
 
 XmlElement::~XmlElement()
 {
+    if (!m_value.empty()) {
+        wipeString(m_value);
+    }
+}
+
+std::string XmlElement::takeElementValue()
+{
+    std::string taken;
+    taken.swap(m_value);
+    // What the swap of a short text leaves behind inside this object.
     wipeString(m_value);
+    return taken;
 }
 
 void XmlElement::setElementValue(std::string_view value)

@@ -4,7 +4,6 @@
 
 #include <string>
 #include <string_view>
-#include <utility>
 
 /// One element of a document's flat list: its name, its text and its attributes. Text and attribute values are wiped
 /// before they are released. Nothing here logs; an element may be read by several threads while none changes it.
@@ -30,7 +29,7 @@ public:
     std::string getElementValue() const { return m_value; }
 
     /// The text itself, which the element then no longer has.
-    std::string takeElementValue() { return std::move(m_value); }
+    std::string takeElementValue();
 
     /// The element's own attributes, not a copy.
     NVAttributes* getElementAttributes() { return &m_attributes; }
@@ -40,6 +39,7 @@ public:
 
 private:
     std::string m_name;
+    /// Wiped whenever it becomes empty.
     std::string m_value;
     NVAttributes m_attributes;
 };
