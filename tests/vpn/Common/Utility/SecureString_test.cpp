@@ -365,6 +365,18 @@ TYPED_TEST(SecureStringTest, canBeAppendedToItself)
     EXPECT_EQ(TypeParam(roomy), this->m_long + this->m_long);
 }
 
+TYPED_TEST(SecureStringTest, anAppendOfALongTextToItselfGivesBackNoText)
+{
+    const TypeParam value(1000, 'x');
+    SecureString<TypeParam> secure(value);
+    {
+        const WatchedHeap heap;
+        secure += held(secure);
+        EXPECT_THAT(heap.events(), Each(IsZeroedWhenFreed()));
+    }
+    EXPECT_EQ(TypeParam(secure), value + value);
+}
+
 TYPED_TEST(SecureStringTest, noAppendEverGivesBackABufferWithText)
 {
     SecureString<TypeParam> secure;

@@ -137,6 +137,17 @@ TEST(WipedBytes, reserveMakesRoomForLaterBytes)
     EXPECT_THAT(heap.events(), ElementsAre(IsNew(2), IsNew(100), IsDeleteOfZeros(2), IsDeleteOfZeros(100)));
 }
 
+TEST(WipedBytes, aBlockIsWipedToItsCapacity)
+{
+    const WatchedHeap heap;
+    {
+        WipedBytes bytes;
+        bytes.reserve(100);
+        std::memcpy(bytes.data() + 50, kSecret.data(), kSecret.size());
+    }
+    EXPECT_THAT(heap.events(), ElementsAre(IsNew(100), IsDeleteOfZeros(100)));
+}
+
 TEST(WipedBytes, clearWipesAndReleases)
 {
     const WatchedHeap heap;
