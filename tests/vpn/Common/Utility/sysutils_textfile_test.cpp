@@ -719,12 +719,6 @@ TEST_F(SysUtilsFailure, aFullDiskOnARemovalThatTheShorterFileStillFits)
     EXPECT_TRUE(readFile(path) == std::string(4093, 'a') + "\n");
 }
 
-TEST_F(SysUtilsFailure, aDeviceThatTakesNothing)
-{
-    expect("/dev/full", {{"set", setContents("x"), false, {{"SetTextFileContents", "Failed to update file %s"}}},
-                         {"append", append("x"), false, {{"AppendLineToFile", "Failed to append to file %s"}}}});
-}
-
 // getFileInfo
 
 TEST_F(SysUtilsFiles, getFileInfoTellsOfAFile)
