@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <string_view>
@@ -163,6 +164,16 @@ ContextPtr openBuffer(const std::string& text, std::size_t& documentSize)
     return context;
 }
 
+/// True when libxml2 made no copy of the text after all, which it does not promise.
+bool readsFrom(const std::string& text, const xmlParserCtxt* context)
+{
+    if (context == nullptr || context->input == nullptr) {
+        return false;
+    }
+    const auto* base = reinterpret_cast<const char*>(context->input->base);
+    return std::less_equal<>()(text.data(), base) && std::less<>()(base, text.data() + text.size());
+}
+
 /// Runs the parse of an opened document; without one it has failed already.
 std::uint32_t run(const ContextPtr& context, std::size_t documentSize, XmlMgr* sink)
 {
@@ -212,9 +223,13 @@ std::uint32_t QrnSaxParser::startParser(std::string&& document)
 {
     std::size_t documentSize = 0;
     const ContextPtr context = openBuffer(document, documentSize);
+    if (!readsFrom(document, context.get())) {
+        wipeString(document);
+        document.shrink_to_fit();
+    }
+    const std::uint32_t status = run(context, documentSize, m_sink);
     wipeString(document);
-    document.shrink_to_fit();
-    return run(context, documentSize, m_sink);
+    return status;
 }
 
 void QrnSaxParser::startElementCB(void* ctx, const xmlChar* name, const xmlChar** atts)
