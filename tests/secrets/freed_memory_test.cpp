@@ -225,6 +225,19 @@ TEST_P(FreedMemory, holdsNothingOfANodesTextResetClearedAndAssigned)
     EXPECT_EQ(memory.blocksWith(marker()), 0U);
 }
 
+TEST_P(FreedMemory, holdsNothingOfAManifestFileThatBeginsWithANulByte)
+{
+    const ScratchFolder folder;
+    const std::string path = folder.write("a.xml", std::string(1, '\0') + longText(100));
+    KeptMemory memory;
+    {
+        bool ok = true;
+        const CManifestInfo info(ok, path);
+        ASSERT_FALSE(ok);
+    }
+    EXPECT_EQ(memory.blocksWith(marker()), 0U);
+}
+
 TEST_P(FreedMemory, holdsNothingOfTheManifestFile)
 {
     // In a comment, because the entries that a manifest gives are the caller's to keep.

@@ -153,8 +153,8 @@ void CAppLog::LogReturnCode(const char* function, const char* file, unsigned lin
     } else if (description == nullptr) {
         description = "unknown";
     }
-    log(Logging::MID_DEBUG_RETURN_CODE, importance, function, file, line, invokedFunction, code, code, description,
-        trailer);
+    log(Logging::MID_DEBUG_RETURN_CODE, importance, function, file, line, invokedFunction, static_cast<int>(code), code,
+        description, trailer);
 }
 
 void CAppLog::LogVerboseMessage(const char* /*function*/, const char* /*file*/, unsigned /*line*/,

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 
 namespace {
 
@@ -58,7 +59,8 @@ std::string storePath(eManifestDataPath dataPath)
     return std::string(dataPath == eLegacyDataPath ? InstallRoot::Legacy : InstallRoot::Current) + "/VPNManifest.dat";
 }
 
-/// Logs that a call on the store's file failed, with what errno says. The lines are tags that log readers know.
+/// Logs that a call on the store's file failed, with what errno says. The lines are tags that log readers know, but for
+/// the one of a failed close.
 void logFileFailure(const char* function, unsigned line, const char* call)
 {
     CAppLog::LogReturnCode(function, kLogFile, line, Logging::DI_ERROR, call, static_cast<unsigned>(errno),
@@ -89,11 +91,8 @@ void CInstalledManifestInfo::AddInstalledEntry(const std::string& fileId, Manife
         found->second->version = version;
         return;
     }
-    InstalledManifestEntry& entry = m_entries.emplace_back();
-    entry.fileId = fileId;
-    entry.type = type;
-    entry.version = version;
-    m_index.emplace(entry.fileId, std::prev(m_entries.end()));
+    m_entries.push_back({fileId, type, version});
+    m_index.emplace(m_entries.back().fileId, std::prev(m_entries.end()));
 }
 
 void CInstalledManifestInfo::RemoveInstalledEntry(const std::string& fileId)

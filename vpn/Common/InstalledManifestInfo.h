@@ -40,7 +40,7 @@ public:
     {
         /// The key, compared byte for byte.
         std::string fileId;
-        ManifestFileType type;
+        ManifestFileType type = eFileTypeNone;
         std::string version;
 
         /// True for entries with one file id.
@@ -56,7 +56,8 @@ public:
     };
 
     /// Loads the store of an install root. An absent file is an empty store; so is one that cannot be read, has an
-    /// unsupported version or breaks off inside a record, which is logged.
+    /// unsupported version or breaks off inside a record's texts, which is logged. Up to three stray bytes at the end
+    /// are ignored.
     explicit CInstalledManifestInfo(eManifestDataPath dataPath);
 
     /// Writes nothing.

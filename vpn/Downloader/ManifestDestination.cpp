@@ -4,6 +4,7 @@
 #include "vpn/Common/InstallRoots.h"
 
 #include <string_view>
+#include <utility>
 
 #include <sys/stat.h>
 
@@ -81,12 +82,13 @@ void removePrefix(std::string& text, std::string_view prefix)
     }
 }
 
-/// Logs one broken rule; the messages carry the file name of the manifest, not the resolved one.
+/// Logs one broken rule.
 void logBroken(unsigned line, Logging::DebugImportance importance, const char* rule)
 {
     CAppLog::LogDebugMessage("manifestInfoIsSane", kLogFile, line, importance, "%s", rule);
 }
 
+/// The same with the file name of the manifest, not the resolved one.
 void logBroken(unsigned line, Logging::DebugImportance importance, const char* rule, const std::string& fileName)
 {
     CAppLog::LogDebugMessage("manifestInfoIsSane", kLogFile, line, importance, "%s (%s)", rule, fileName.c_str());

@@ -16,6 +16,7 @@
 #include <iterator>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -232,6 +233,10 @@ std::string CManifestInfo::readManifestFile(const std::string& path)
         return nothing;
     }
     text.resize(std::strlen(text.c_str()));
+    if (text.empty()) {
+        // Nobody parses, and so wipes, a text that begins with a NUL byte.
+        wipeString(text);
+    }
     return text;
 }
 

@@ -15,7 +15,7 @@ class XmlIfcMgr;
 /// A package manifest: an XML document that lists the files of one client module.
 ///
 ///     <vpn rev="1.0">
-///       <file id="..." version="..." type="...">   attributes: see ManifestInfo.cpp
+///       <file id="..." version="..." type="...">   attributes: see obg-manifest(5)
 ///         <uri>...</uri>                           children: type uri filename name hash display-name depends
 ///       </file>
 ///       ...

@@ -11,7 +11,7 @@ CManualLock::CManualLock(unsigned long /*ignored*/)
 
 CManualLock::~CManualLock()
 {
-    while (CManualLock::Unlock() != 0) {
+    while (Unlock() != 0) {
     }
     pthread_mutex_destroy(&m_mutex);
 }

@@ -58,9 +58,12 @@ int qrn_select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds, c
         if (ready != -1) {
             return ready;
         }
-        if (errno != EINTR) {
+        const int error = errno;
+        if (error != EINTR) {
             CAppLog::LogDebugMessage("qrn_select", kLogFile, __LINE__, Logging::DI_ERROR,
-                                     "qrn_select failed with errno: %d", errno);
+                                     "qrn_select failed with errno: %d", error);
+            // The log's back end may have met an error of its own.
+            errno = error;
             return -1;
         }
         CTimeVal now;
@@ -133,7 +136,8 @@ int unlink_file(const char* path)
 
 bool fileExists(const std::string& path)
 {
-    // One bit of the mode and not its whole type field: callers count on the answer for links, devices and sockets.
+    // One bit of the mode and not its whole type field: callers count on the answer for sockets, and on
+    // directoryExists for block devices too.
     struct stat info
     {};
     return examine("fileExists", "File", path, info) && hasModeBit(info, S_IFREG);

@@ -1,5 +1,8 @@
 #include "vpn/Common/Utility/sysutils.h"
 
+#include "vpn/Common/AppLog.h"
+#include "vpn/Common/ILogger.h"
+
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -40,6 +43,8 @@ struct Select
 {
     int calls = 0;
     int interruptions = 0;
+    /// How far a signal that interrupts moves the fixed clock.
+    time_t secondsPerInterruption = 0;
     timeval lastTimeout{};
 };
 
@@ -67,6 +72,7 @@ extern "C" int select(int nfds, fd_set* __restrict reads, fd_set* __restrict wri
     s_select.lastTimeout = timeout == nullptr ? timeval{-1, -1} : *timeout;
     if (s_select.interruptions > 0) {
         --s_select.interruptions;
+        s_clock.at.tv_sec += s_select.secondsPerInterruption;
         errno = EINTR;
         return -1;
     }
@@ -267,12 +273,25 @@ TEST_F(qrn_select_test, afterASignalWaitsForTheRestOfTheTimeOnly)
     s_clock.fixed = true;
     s_clock.at = {1000, 0};
     s_select.interruptions = 1;
+    s_select.secondsPerInterruption = 2;
     makeReadable();
     const timeval timeout{7, 500000};
     EXPECT_EQ(selectFor(&timeout), 1);
     EXPECT_EQ(s_select.calls, 2);
-    EXPECT_EQ(s_select.lastTimeout.tv_sec, 7);
+    EXPECT_EQ(s_select.lastTimeout.tv_sec, 5);
     EXPECT_EQ(s_select.lastTimeout.tv_usec, 500000);
+}
+
+TEST_F(qrn_select_test, aSignalAfterTheDeadlineEndsTheWait)
+{
+    s_clock.fixed = true;
+    s_clock.at = {1000, 0};
+    s_select.interruptions = 1;
+    s_select.secondsPerInterruption = 9;
+    makeReadable();
+    const timeval timeout{7, 500000};
+    EXPECT_EQ(selectFor(&timeout), 0);
+    EXPECT_EQ(s_select.calls, 1);
 }
 
 TEST_F(qrn_select_test, aSignalWhenNoTimeIsLeftEndsTheWait)
@@ -290,6 +309,26 @@ TEST_F(qrn_select_test, anyOtherFailureIsLogged)
     EXPECT_EQ(qrn_select(-1, nullptr, nullptr, nullptr, &timeout), -1);
     EXPECT_THAT(m_log.records(), ElementsAre(IsDebugMessage('E', debugText("qrn_select", kFile, kAnyLine,
                                                                            "qrn_select failed with errno: 22"))));
+}
+
+/// A back end that meets an error of its own.
+class FailingLogger : public ILogger
+{
+public:
+    long Log(Logging::Severity, const char*, const char*, Logging::MessageID, Logging::DebugImportance) override
+    {
+        errno = EIO;
+        return 0;
+    }
+};
+
+TEST(qrn_select_errno, isThatOfTheFailureAfterItIsLogged)
+{
+    long result = 0;
+    const CAppLog log(result, "test", new FailingLogger);
+    const timeval timeout{5, 0};
+    EXPECT_EQ(qrn_select(-1, nullptr, nullptr, nullptr, &timeout), -1);
+    EXPECT_EQ(errno, EINVAL);
 }
 
 TEST_F(qrn_select_test, aClosedDescriptorIsAFailure)
