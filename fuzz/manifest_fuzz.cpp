@@ -1,11 +1,13 @@
 // The manifest parser, for both kinds of root element and both install roots, against a plain model that reads the
 // document's elements: the same verdict and the same entries, field by field.
 // Input: FLAGS and the manifest's text, where the byte FLAGS is "0" to "3": 1 when the root is the document's second
-// element, plus 2 when the files are for the legacy install root.
+// element, plus 2 when the files are for the legacy install root; or "4" when the manifest is read from a file.
 
 #include "fuzz/support/Input.h"
+#include "fuzz/support/PrivateMachine.h"
 #include "fuzz/support/QuietXml.h"
 #include "fuzz/support/Require.h"
+#include "fuzz/support/SmallFile.h"
 #include "vpn/Api/xml/XmlIfcMgr.h"
 #include "vpn/Common/Xml/NVAttributes.h"
 #include "vpn/Common/Xml/XmlElement.h"
@@ -22,10 +24,12 @@ namespace {
 
 using obg::fuzz::require;
 
+constexpr const char* kFile = "/opt/manifest.xml";
+
 struct Settings
 {
-    bool skipFirst;
-    bool isLegacy;
+    bool skipFirst = false;
+    bool isLegacy = false;
 };
 
 /// A "file" element and the children that follow it.
@@ -264,10 +268,17 @@ void requireSettled(const ManifestFileInfo& entry)
     requireSame(*again, entry);
 }
 
+std::unique_ptr<CManifestInfo> readFromFile(bool& ok, const std::string& text)
+{
+    obg::fuzz::writeFile(kFile, text);
+    return std::make_unique<CManifestInfo>(ok, std::string(kFile));
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
 {
+    obg::fuzz::enterPrivateMachine();
     obg::fuzz::silenceXml();
     return 0;
 }
@@ -276,19 +287,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     obg::fuzz::Input input(data, size);
     const unsigned char flags = input.byte();
-    const Settings settings{(flags & 1) != 0, (flags & 2) != 0};
+    const bool isFile = (flags & 4) != 0;
+    const Settings settings = isFile ? Settings() : Settings{(flags & 1) != 0, (flags & 2) != 0};
     const std::string text = input.rest();
 
     bool ok = false;
-    const CManifestInfo manifest(ok, text, settings.skipFirst, settings.isLegacy);
+    const auto manifest = isFile ? readFromFile(ok, text)
+                                 : std::make_unique<CManifestInfo>(ok, text, settings.skipFirst, settings.isLegacy);
     const std::optional<Entries> expected = entriesOf(text, settings);
     require(ok == expected.has_value(), "the verdict");
     if (!ok) {
         return 0;
     }
-    require(manifest.getFileList().size() == expected->size(), "as many entries as the document has");
+    require(manifest->getFileList().size() == expected->size(), "as many entries as the document has");
     auto expectedEntry = expected->begin();
-    for (const ManifestFileInfo* entry : manifest.getFileList()) {
+    for (const ManifestFileInfo* entry : manifest->getFileList()) {
         requireSame(*entry, *expectedEntry++);
         if (!settings.isLegacy) {
             requireSettled(*entry);
