@@ -248,6 +248,19 @@ TEST(HostileXml, entitiesInEntitiesFailAtOnce)
     EXPECT_THAT(parse("<!DOCTYPE a [<!ENTITY e '&f;'><!ENTITY f '&e;'>]><a>&e;</a>", 20), StartsWith("failed\n"));
 }
 
+TEST(HostileXml, entitiesInEntitiesAreStoppedBetweenTheDocumentAndTheInnermostToo)
+{
+    const std::string document = "<!DOCTYPE a [<!ENTITY e0 '" + std::string(kMegabyte, 'x') + "'><!ENTITY e1 '" +
+                                 repeated("&e0;", 200000) + "'>]><a>&e1;</a>";
+    EXPECT_THAT(parse(document, 200), StartsWith(kStopped + "\n"));
+}
+
+TEST(HostileXml, anEntityThatIsExpandedAgainAndAgainToDeliverNothingIsStopped)
+{
+    const std::string document = withEntity("<!--" + std::string(kMegabyte, 'x') + "-->", repeated("&e;", 100000));
+    EXPECT_EQ(parse(document, 100), kStopped + "\n1 elements, 0 attributes of 0 bytes, 0 bytes of text");
+}
+
 TEST(HostileXml, anEntityInAnAttributeIsNotExpanded)
 {
     const std::string document =

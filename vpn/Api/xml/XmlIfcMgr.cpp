@@ -68,6 +68,9 @@ void XmlIfcMgr::setNewElement(const std::string& name)
 void XmlIfcMgr::releaseElementsBefore(std::list<XmlElement*>::const_iterator end)
 {
     while (m_elements.cbegin() != end) {
+        if (m_current == m_elements.front()) {
+            m_current = nullptr;
+        }
         m_elements.pop_front();
         m_storage.pop_front();
     }

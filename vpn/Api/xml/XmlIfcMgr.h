@@ -12,6 +12,8 @@
 /// not linked. An element's text is what stands between its start tag and the next tag of any element; text behind a
 /// child's end tag belongs to nobody and is dropped, logged unless it is blank.
 ///
+/// A parse comes in through deliverText and deliverAttribute, which is where a class derived from this one hooks in.
+///
 /// One object serves one parse; a second one appends to the list. It is filled and read on one thread.
 class XmlIfcMgr : public XmlMgr
 {

@@ -202,7 +202,8 @@ std::string CStringUtils::stringReplace(std::string s, const std::string& from, 
         replaced.append(s, copied, hit - copied).append(to);
         copied = hit + from.size();
     }
-    return replaced.append(s, copied);
+    replaced.append(s, copied);
+    return replaced;
 }
 
 std::vector<std::string> CStringUtils::tokenize(const std::string& s, char delimiter)

@@ -51,7 +51,7 @@ bool readWhole(std::ifstream& file, std::string& text)
 bool getLinuxDistributionInfo(std::string& text)
 {
     text.clear();
-    const auto* const path = std::find_if(kReleaseFiles.begin(), kReleaseFiles.end(), fileExists);
+    const auto path = std::find_if(kReleaseFiles.begin(), kReleaseFiles.end(), fileExists);
     if (path == kReleaseFiles.end()) {
         return false;
     }

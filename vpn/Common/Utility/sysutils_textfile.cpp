@@ -72,8 +72,8 @@ std::string SysUtils::GetFormattedTime(TIME_REPRESENTATION representation)
         return text.data();
     }
     case TIME_ASCTIME: {
-        const char* text = std::asctime(&now);
-        return text == nullptr ? "" : text;
+        std::array<char, 64> text{};
+        return asctime_r(&now, text.data()) == nullptr ? "" : text.data();
     }
     case TIME_LONG_ZONE:
         return formattedTime("%a %b %d %H:%M:%S %Y %Z", 100, now);
@@ -108,8 +108,10 @@ bool SysUtils::SetTextFileContents(const std::string& fileName, const std::strin
     if (!file.is_open()) {
         return fail("SetTextFileContents", __LINE__, kOpenFailed, fileName);
     }
-    // Flushed here, so that a full disk is noticed while it can still be reported.
-    if (!contents.empty() && !file.write(contents.data(), static_cast<std::streamsize>(contents.size())).flush()) {
+    file.write(contents.data(), static_cast<std::streamsize>(contents.size()));
+    // Closed here, so that a full disk is noticed while it can still be reported.
+    file.close();
+    if (!file) {
         return fail("SetTextFileContents", __LINE__, kUpdateFailed, fileName);
     }
     return true;
@@ -125,7 +127,9 @@ bool SysUtils::AppendLineToFile(const std::string& fileName, const std::string& 
         return fail("AppendLineToFile", __LINE__, kOpenFailed, fileName);
     }
     // The line feed goes first, so that a last line without one cannot run into the new line.
-    if (!(file << std::endl << line << std::flush)) {
+    file << std::endl << line;
+    file.close();
+    if (!file) {
         return fail("AppendLineToFile", __LINE__, kAppendFailed, fileName);
     }
     return true;

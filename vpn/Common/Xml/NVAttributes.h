@@ -16,7 +16,7 @@ class NVAttributes
 {
 public:
     /// Sets the value of `name` to `value` up to its first NUL byte. The flag is that of the name's first addition and
-    /// stays when the value is replaced.
+    /// stays when the value is replaced. Neither text may lie in this set.
     void addNVPair(std::string_view name, std::string_view value, bool userOverride);
 
     /// The same with the flag true, as attributes of a document have it.

@@ -15,6 +15,7 @@
 #include <string_view>
 #include <utility>
 
+#include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 
@@ -37,10 +38,11 @@ struct ContextDeleter
 };
 using ContextPtr = std::unique_ptr<xmlParserCtxt, ContextDeleter>;
 
-/// Holds what a document delivers against the document's own size. A small document can name one long entity again and
-/// again, and libxml2 lets it deliver gigabytes. Elements and attributes count for more than their texts, as they take
-/// more; but a document without entities delivers less than eight times its size even if it is nothing but "<a/>" or
-/// one attribute after the other, and were it in an encoding whose every byte becomes three of UTF-8.
+/// Holds what a document delivers, and what it has libxml2 expand on the way, against the document's own size. A small
+/// document can name one long entity again and again, and libxml2 lets it deliver gigabytes. Elements and attributes
+/// count for more than their texts, as they take more; but a document without entities delivers less than eight times
+/// its size even if it is nothing but "<a/>" or one attribute after the other, and were it in an encoding whose every
+/// byte becomes three of UTF-8.
 class DeliveryBound
 {
 public:
@@ -56,7 +58,7 @@ public:
     /// Counts what is about to be delivered on this thread. False when the parse is over because of it.
     static bool admitText(xmlParserCtxtPtr context, std::size_t size)
     {
-        return s_current == nullptr || s_current->count(context, size);
+        return s_current == nullptr || s_current->count(s_current->m_delivered, s_current->m_limit, context, size);
     }
     static bool admitElement(xmlParserCtxtPtr context, std::size_t size)
     {
@@ -67,6 +69,13 @@ public:
         return admitText(context, kAttributeCost + size);
     }
 
+    /// Counts an entity that is about to be expanded. It need not deliver anything: it may be one long comment. The
+    /// bound is twice the other one, so that what is delivered decides where anything is.
+    static bool admitReference(xmlParserCtxtPtr context, std::size_t size)
+    {
+        return s_current == nullptr || s_current->count(s_current->m_expanded, 2 * s_current->m_limit, context, size);
+    }
+
     bool isExceeded() const { return m_isExceeded; }
 
 private:
@@ -75,20 +84,20 @@ private:
     static constexpr std::size_t kMinimum = std::size_t{16} * 1024 * 1024;
     static constexpr std::size_t kFactor = 8;
 
-    bool count(xmlParserCtxtPtr context, std::size_t size)
+    bool count(std::size_t& counter, std::size_t limit, xmlParserCtxtPtr context, std::size_t size)
     {
-        if (m_isExceeded) {
-            return false;
+        if (!m_isExceeded) {
+            counter += size;
+            if (counter <= limit) {
+                return true;
+            }
+            m_isExceeded = true;
+            QrnSaxParser::errorCB(context, "%s", "Entities deliver far more than the document holds: parse stopped\n");
+            xmlStopParser(m_document);
         }
-        m_delivered += size;
-        if (m_delivered <= m_limit) {
-            return true;
-        }
-        m_isExceeded = true;
-        QrnSaxParser::errorCB(context, "%s", "Entities deliver far more than the document holds: parse stopped\n");
-        // The context at work may be one for an entity; the document's own would go on to the next reference.
+        // Inside an entity the context at work is not the document's own, and there may be others between the two; each
+        // would go on to its next reference.
         xmlStopParser(context);
-        xmlStopParser(m_document);
         return false;
     }
 
@@ -99,6 +108,7 @@ private:
     xmlParserCtxtPtr m_document;
     std::size_t m_limit;
     std::size_t m_delivered = 0;
+    std::size_t m_expanded = 0;
     bool m_isExceeded = false;
     DeliveryBound* m_outer;
 };
@@ -164,6 +174,21 @@ ContextPtr openBuffer(const std::string& text, std::size_t& documentSize)
     return context;
 }
 
+/// libxml2's own look-up of entities, but for those that take a document beyond its bound. It looks none up in a
+/// document that is not well-formed, and expands none in an attribute.
+xmlEntityPtr getEntityCB(void* ctx, const xmlChar* name)
+{
+    auto* context = static_cast<xmlParserCtxtPtr>(ctx);
+    if (context->wellFormed != 1) {
+        return nullptr;
+    }
+    xmlEntityPtr entity = xmlSAX2GetEntity(ctx, name);
+    if (entity == nullptr || entity->length <= 0 || context->instate == XML_PARSER_ATTRIBUTE_VALUE) {
+        return entity;
+    }
+    return DeliveryBound::admitReference(context, static_cast<std::size_t>(entity->length)) ? entity : nullptr;
+}
+
 /// True when libxml2 made no copy of the text after all, which it does not promise.
 bool readsFrom(const std::string& text, const xmlParserCtxt* context)
 {
@@ -188,6 +213,7 @@ std::uint32_t run(const ContextPtr& context, std::size_t documentSize, XmlMgr* s
     handler.endElement = QrnSaxParser::endElementCB;
     handler.characters = QrnSaxParser::elementValueCB;
     handler.error = QrnSaxParser::errorCB;
+    handler.getEntity = getEntityCB;
     // Into the context's own record, not in its place: the context is then whole whichever way the parse is left.
     *context->sax = handler;
     int result = xmlParseDocument(context.get());

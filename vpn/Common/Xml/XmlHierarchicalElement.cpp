@@ -1,6 +1,7 @@
 #include "vpn/Common/Xml/XmlHierarchicalElement.h"
 
 #include <algorithm>
+#include <memory>
 #include <vector>
 
 namespace {
@@ -164,15 +165,15 @@ bool XmlHierarchicalElement::areChildElementsEqual(const XmlHierarchicalElement&
 
 bool XmlHierarchicalElement::matches(std::string_view name, std::string_view attrName, std::string_view attrValue) const
 {
-    if (m_name != name) {
-        return false;
+    if (attrName.empty() || m_name != name) {
+        return m_name == name;
     }
     for (const NVAttributes::Attribute attribute : m_attributes) {
         if (attribute.name == attrName && attribute.value == attrValue) {
             return true;
         }
     }
-    return attrName.empty();
+    return false;
 }
 
 bool XmlHierarchicalElement::isEqualApartFromChildren(const XmlHierarchicalElement& other) const
@@ -197,10 +198,10 @@ void XmlHierarchicalElement::copyChildren(const XmlHierarchicalElement& other)
         const auto [copy, source] = pending.back();
         pending.pop_back();
         for (const XmlHierarchicalElement* child : source->m_children) {
-            copy->m_children.push_back(nullptr);
-            copy->m_children.back() = new XmlHierarchicalElement("");
-            copy->m_children.back()->copyApartFromChildren(*child);
-            pending.emplace_back(copy->m_children.back(), child);
+            auto node = std::make_unique<XmlHierarchicalElement>("");
+            node->copyApartFromChildren(*child);
+            copy->m_children.push_back(node.get());
+            pending.emplace_back(node.release(), child);
         }
     }
 }

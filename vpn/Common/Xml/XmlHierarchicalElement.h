@@ -66,7 +66,7 @@ public:
     void Clear();
 
     /// Appends a plain text picture of this node and all below it to `out` and returns `out`. Nothing is escaped or
-    /// indented; it is for people, not XML.
+    /// indented; it is for people, not XML. What `out` leaves behind as it grows is not wiped.
     std::string& dump(std::string& out) const;
 
     /// True when names, texts, attributes (flags included) and children are equal, all the way down.

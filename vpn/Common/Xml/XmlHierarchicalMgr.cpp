@@ -53,14 +53,14 @@ XmlHierarchicalMgr& XmlHierarchicalMgr::operator=(const XmlHierarchicalMgr& othe
 void XmlHierarchicalMgr::addElement(const std::string& name)
 {
     auto element = std::make_unique<XmlHierarchicalElement>(name);
-    XmlHierarchicalElement* const parent = m_current;
-    m_current = element.get();
-    if (parent == nullptr) {
+    if (m_current == nullptr) {
         m_root = std::move(element);
+        m_current = m_root.get();
         return;
     }
-    m_openAncestors.push_back(parent);
-    parent->addChildElement(element.release());
+    m_openAncestors.push_back(m_current);
+    m_current->addChildElement(element.get());
+    m_current = element.release();
 }
 
 void XmlHierarchicalMgr::endElement(const std::string& /*name*/)
