@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ctl {
+
+/// One step through a byte string: a character of UTF-8, or a single byte that belongs to none.
+struct Character
+{
+    /// Number of bytes, at least 1.
+    std::size_t size = 1;
+    /// The code point; without meaning when `isValid` is false.
+    char32_t codePoint = 0;
+    bool isValid = false;
+};
+
+/// The character at the start of a text that is not empty. Overlong forms, surrogates and code points beyond U+10FFFF
+/// are no UTF-8.
+Character firstCharacter(std::string_view text);
+
+/// The text with each byte that is no part of printable UTF-8 as \xNN. What controls a terminal, or the direction or
+/// visibility of text, is not printable.
+std::string printable(std::string_view text);
+
+/// How many columns a terminal gives to a printable text: wide East Asian characters take two, combining ones none.
+std::size_t displayWidth(std::string_view text);
+
+/// Rows of cells, rendered as columns two blanks apart, each as wide as its widest cell. No blanks end a line. Cells
+/// are made printable; an empty cell that others follow shows as "".
+class Table
+{
+public:
+    void addRow(std::vector<std::string> cells);
+    std::string text() const;
+
+private:
+    std::vector<std::vector<std::string>> m_rows;
+    std::vector<std::size_t> m_widths;
+};
+
+} // namespace ctl
