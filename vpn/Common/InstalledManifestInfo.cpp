@@ -25,35 +25,6 @@ constexpr std::uint32_t kFormatMinor = 0;
 /// A string's count is only a claim of the file. No more than this is allocated ahead of what the file really holds.
 constexpr std::size_t kReadStep = 65536;
 
-enum class RecordKind
-{
-    Kept,
-    Dropped,
-    Unknown
-};
-
-RecordKind recordKind(std::uint32_t type)
-{
-    switch (type) {
-    case eFileTypeMsi:
-    case eFileTypeExe:
-    case eFileTypeScript:
-    case eFileTypeDmg:
-    case eFileTypeRpm:
-    case eFileTypeDeb:
-        return RecordKind::Kept;
-    case eFileTypeL10n:
-    case eFileTypeProfile:
-    case eFileTypeMst:
-    case eFileTypeTransform:
-    case eFileTypeBinary:
-    case eFileTypeResource:
-        return RecordKind::Dropped;
-    default:
-        return RecordKind::Unknown;
-    }
-}
-
 std::string storePath(eManifestDataPath dataPath)
 {
     return std::string(dataPath == eLegacyDataPath ? InstallRoot::Legacy : InstallRoot::Current) + "/VPNManifest.dat";
@@ -171,14 +142,13 @@ void CInstalledManifestInfo::loadInstalledFileData()
 bool CInstalledManifestInfo::loadEntry(std::istream& file, std::uint32_t type)
 {
     constexpr const char* function = "loadInstalledFileData";
-    const RecordKind kind = recordKind(type);
-    if (kind == RecordKind::Unknown) {
+    if (findFileKind(type) == nullptr) {
         // Nothing else is skipped: the length of a record of an unknown type is unknown as well.
         CAppLog::LogDebugMessage(function, kLogFile, 393, Logging::DI_WARNING, "Unknown file type %d",
                                  static_cast<int>(type));
         return true;
     }
-    const bool isKept = kind == RecordKind::Kept;
+    const bool isKept = isStored(type);
     std::string version;
     std::string fileId;
     if (!readManifestData(file, version)) {
@@ -253,7 +223,7 @@ long CInstalledManifestInfo::writeHeader(std::ostream& file) const
 void CInstalledManifestInfo::writeEntries(std::ostream& file) const
 {
     for (const InstalledManifestEntry& entry : m_entries) {
-        if (recordKind(entry.type) != RecordKind::Kept) {
+        if (!isStored(entry.type)) {
             continue;
         }
         if (!writeManifestData(file, entry.type) || !writeManifestData(file, entry.version) ||

@@ -99,18 +99,6 @@ bool hasHash(const ManifestFileInfo& entry)
     return !entry.hash.empty() && entry.hashType != eHashTypeNone;
 }
 
-bool needsHashAndLanguage(ManifestFileType type)
-{
-    // Installer transforms are held to the rule of localisation files as well.
-    return type == eFileTypeL10n || type == eFileTypeMst;
-}
-
-bool needsHash(ManifestFileType type)
-{
-    return type == eFileTypeTransform || type == eFileTypeBinary || type == eFileTypeResource ||
-           type == eFileTypeProfile;
-}
-
 } // namespace
 
 void CManifestInfo::resolveFileNames(ManifestFileInfo& entry) const
@@ -142,49 +130,31 @@ void CManifestInfo::resolveSpecialDirectory(ManifestFileInfo& entry) const
 
 void CManifestInfo::setFileAction(ManifestFileInfo& entry) const
 {
-    switch (entry.type) {
-    case eFileTypeMsi:
-    case eFileTypeExe:
-    case eFileTypeScript:
-    case eFileTypeDmg:
-    case eFileTypeRpm:
-    case eFileTypeDeb:
-        if (entry.action == eFileActionNone) {
-            entry.action = eFileActionInstall;
-        }
-        break;
-    case eFileTypeL10n:
-    case eFileTypeProfile:
-    case eFileTypeBinary:
-    case eFileTypeResource:
-        entry.action = eFileActionCopy;
-        break;
-    case eFileTypeMst:
-    case eFileTypeTransform:
-        entry.action = eFileActionApply;
-        break;
-    case eFileTypeNone:
-        break;
+    const FileKind* const kind = findFileKind(entry.type);
+    if (kind != nullptr && (kind->actionRule == ActionRule::Fixed || entry.action == eFileActionNone)) {
+        entry.action = kind->action;
     }
 }
 
 bool CManifestInfo::manifestInfoIsSane(const ManifestFileInfo& entry) const
 {
+    const FileKind* const kind = findFileKind(entry.type);
+    const Demand demand = kind == nullptr ? Demand::Nothing : kind->demand;
     bool isSane = true;
     if (entry.uri.empty() && entry.fileName.empty()) {
         logBroken(__LINE__, Logging::DI_ERROR, "Manifest must specify a URI or filename");
         isSane = false;
     }
-    if (needsHashAndLanguage(entry.type) && (!hasHash(entry) || entry.lang.empty())) {
+    if (demand == Demand::HashAndLanguage && (!hasHash(entry) || entry.lang.empty())) {
         logBroken(__LINE__, Logging::DI_ERROR, "Manifest must specify hash, hash type and lang for localization files",
                   entry.fileName);
         isSane = false;
     }
-    if (entry.type == eFileTypeL10n && entry.fileName != "Tessellink.mo") {
+    if (kind != nullptr && !kind->fileName.empty() && entry.fileName != kind->fileName) {
         logBroken(__LINE__, Logging::DI_ERROR, "Manifest has invalid filename for localization file", entry.fileName);
         isSane = false;
     }
-    if (needsHash(entry.type) && !hasHash(entry)) {
+    if (demand == Demand::Hash && !hasHash(entry)) {
         logBroken(__LINE__, Logging::DI_ERROR,
                   "Manifest must specify hash and hash type for OEM customization files and profiles", entry.fileName);
         isSane = false;

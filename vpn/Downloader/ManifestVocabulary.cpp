@@ -17,12 +17,11 @@ const std::vector<std::string> CManifestInfo::ms_vecModuleID = createModuleIDLis
 
 std::map<std::string, ManifestFileType> CManifestInfo::createStringTypeMap()
 {
-    return {
-        {"msi", eFileTypeMsi},       {"mst", eFileTypeMst},           {"exe", eFileTypeExe},
-        {"l10n", eFileTypeL10n},     {"script", eFileTypeScript},     {"rpm", eFileTypeRpm},
-        {"deb", eFileTypeDeb},       {"dmg", eFileTypeDmg},           {"transform", eFileTypeTransform},
-        {"binary", eFileTypeBinary}, {"resource", eFileTypeResource}, {"profile", eFileTypeProfile},
-    };
+    std::map<std::string, ManifestFileType> types;
+    for (const FileKind& kind : kFileKinds) {
+        types.emplace(kind.word, kind.type);
+    }
+    return types;
 }
 
 std::map<std::string, ClientProfileInfo> CManifestInfo::createClientProfileInfoMap()

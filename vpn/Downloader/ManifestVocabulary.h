@@ -5,15 +5,6 @@
 #include <cstdint>
 #include <string>
 
-/// What is to be done with a listed file.
-enum FileAction : std::uint32_t
-{
-    eFileActionNone = 0,
-    eFileActionInstall = 1,
-    eFileActionCopy = 2,
-    eFileActionApply = 3,
-};
-
 /// The algorithm of a listed file's hash.
 enum HashType : std::uint32_t
 {
