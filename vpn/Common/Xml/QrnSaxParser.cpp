@@ -115,6 +115,43 @@ private:
 
 thread_local DeliveryBound* DeliveryBound::s_current = nullptr;
 
+/// A document that is being parsed, from where on libxml2 sees it.
+struct Document
+{
+    ContextPtr context;
+    std::size_t size = 0;
+    /// What stands before, which libxml2 is not shown.
+    XmlPosition begin{0, 0};
+};
+
+/// The parses at work on this thread, the innermost first. The callbacks cannot carry them: libxml2 hands them a
+/// context of its own inside entities, whose one free field holds the sink.
+class Parse
+{
+public:
+    explicit Parse(const Document& document) : m_document(document), m_outer(s_current) { s_current = this; }
+    ~Parse() { s_current = m_outer; }
+    Parse(const Parse&) = delete;
+    Parse& operator=(const Parse&) = delete;
+
+    static const Parse* current() { return s_current; }
+
+    XmlPosition position() const
+    {
+        const long consumed = xmlByteConsumed(m_document.context.get());
+        return {m_document.begin.line + xmlSAX2GetLineNumber(m_document.context.get()),
+                m_document.begin.offset + static_cast<std::size_t>(std::max(consumed, 0L))};
+    }
+
+private:
+    static thread_local const Parse* s_current;
+
+    const Document& m_document;
+    const Parse* m_outer;
+};
+
+thread_local const Parse* Parse::s_current = nullptr;
+
 void logError(const char* function, unsigned line, const char* text)
 {
     CAppLog::LogDebugMessage(function, kLogFile, line, Logging::DI_ERROR, "%s", text);
@@ -145,33 +182,37 @@ std::string_view trimmed(const xmlChar* text)
     return CStringUtils::trimmed(reinterpret_cast<const char*>(text));
 }
 
-ContextPtr openFile(const std::string& path, std::size_t& documentSize)
+Document openFile(const std::string& path)
 {
     struct stat info
     {};
-    documentSize = stat(path.c_str(), &info) == 0 ? static_cast<std::size_t>(info.st_size) : 0;
-    ContextPtr context(xmlCreateFileParserCtxt(path.c_str()));
-    if (context == nullptr) {
+    Document document;
+    document.size = stat(path.c_str(), &info) == 0 ? static_cast<std::size_t>(info.st_size) : 0;
+    document.context.reset(xmlCreateFileParserCtxt(path.c_str()));
+    if (document.context == nullptr) {
         logFailedCall(188, "xmlCreateFileParserCtxt", StatusCode::NoParserContext);
     }
-    return context;
+    return document;
 }
 
-ContextPtr openBuffer(const std::string& text, std::size_t& documentSize)
+Document openBuffer(const std::string& text)
 {
+    Document document;
     const std::size_t begin = text.find_first_not_of(" \n\r\t");
     if (begin == std::string::npos) {
-        return nullptr;
+        return document;
     }
-    documentSize = text.size() - begin;
+    document.size = text.size() - begin;
+    const auto lines = std::count(text.data(), text.data() + begin, '\n');
+    document.begin = {static_cast<int>(lines), begin};
     // libxml2 counts in int and refuses 0, as it is to refuse what it could not count.
-    const bool isCountable = documentSize <= std::numeric_limits<int>::max();
-    ContextPtr context(
-        xmlCreateMemoryParserCtxt(text.data() + begin, isCountable ? static_cast<int>(documentSize) : 0));
-    if (context == nullptr) {
+    const bool isCountable = document.size <= std::numeric_limits<int>::max();
+    document.context.reset(
+        xmlCreateMemoryParserCtxt(text.data() + begin, isCountable ? static_cast<int>(document.size) : 0));
+    if (document.context == nullptr) {
         logFailedCall(176, "xmlCreateMemoryParserCtxt", StatusCode::NoParserContext);
     }
-    return context;
+    return document;
 }
 
 /// libxml2's own look-up of entities, but for those that take a document beyond its bound. It looks none up in a
@@ -200,12 +241,14 @@ bool readsFrom(const std::string& text, const xmlParserCtxt* context)
 }
 
 /// Runs the parse of an opened document; without one it has failed already.
-std::uint32_t run(const ContextPtr& context, std::size_t documentSize, XmlMgr* sink)
+std::uint32_t run(const Document& document, XmlMgr* sink)
 {
+    const ContextPtr& context = document.context;
     if (context == nullptr) {
         return StatusCode::OperationFailed;
     }
-    const DeliveryBound bound(context.get(), documentSize);
+    const Parse parse(document);
+    const DeliveryBound bound(context.get(), document.size);
     context->_private = sink;
     // Not marked as initialised, so that libxml2 takes it for a SAX1 handler and gives attributes as plain pairs.
     xmlSAXHandler handler{};
@@ -240,22 +283,25 @@ std::uint32_t QrnSaxParser::startParser(const std::string& input, XmlParserInput
     if (input.empty() || (type != XmlInputBuffer && type != XmlInputFile)) {
         return StatusCode::OperationFailed;
     }
-    std::size_t documentSize = 0;
-    const ContextPtr context = type == XmlInputFile ? openFile(input, documentSize) : openBuffer(input, documentSize);
-    return run(context, documentSize, m_sink);
+    return run(type == XmlInputFile ? openFile(input) : openBuffer(input), m_sink);
 }
 
 std::uint32_t QrnSaxParser::startParser(std::string&& document)
 {
-    std::size_t documentSize = 0;
-    const ContextPtr context = openBuffer(document, documentSize);
-    if (!readsFrom(document, context.get())) {
+    const Document opened = openBuffer(document);
+    if (!readsFrom(document, opened.context.get())) {
         wipeString(document);
         document.shrink_to_fit();
     }
-    const std::uint32_t status = run(context, documentSize, m_sink);
+    const std::uint32_t status = run(opened, m_sink);
     wipeString(document);
     return status;
+}
+
+XmlPosition QrnSaxParser::position()
+{
+    const Parse* parse = Parse::current();
+    return parse == nullptr ? XmlPosition() : parse->position();
 }
 
 void QrnSaxParser::startElementCB(void* ctx, const xmlChar* name, const xmlChar** atts)

@@ -4,6 +4,7 @@
 #include <new>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <libxml/parser.h>
@@ -391,6 +392,7 @@ TEST(QrnSaxParser, aSinkMayParseWhileItIsParsedInto)
         void addElement(const std::string&) override
         {
             EXPECT_EQ(QrnSaxParser(&inner).startParser("<i>x</i>", XmlInputBuffer), kSuccess);
+            EXPECT_EQ(QrnSaxParser::position().offset, 2U);
         }
         void endElement(const std::string&) override {}
         void setElementValue(const std::string& value) override { texts.push_back(value); }
@@ -403,6 +405,65 @@ TEST(QrnSaxParser, aSinkMayParseWhileItIsParsedInto)
     EXPECT_EQ(QrnSaxParser(&sink).startParser("<a>y</a>", XmlInputBuffer), kSuccess);
     EXPECT_THAT(sink.inner.events(), ElementsAre("<i", "'x'", ">i"));
     EXPECT_THAT(sink.texts, ElementsAre("y"));
+}
+
+/** Notes at each event how far the parse has come: the line, and what stands last before the offset. */
+class Places final : public XmlMgr
+{
+public:
+    explicit Places(std::string document) : m_document(std::move(document)) {}
+
+    void addElement(const std::string&) override { note(); }
+    void endElement(const std::string&) override { note(); }
+    void setElementValue(const std::string&) override {}
+    void addAttribute(const std::string&, const std::string&) override { note(); }
+
+    Events events;
+
+private:
+    void note()
+    {
+        const XmlPosition position = QrnSaxParser::position();
+        ASSERT_LE(position.offset, m_document.size());
+        const std::size_t begin = m_document.rfind('<', position.offset - 1);
+        events.push_back(std::to_string(position.line) + ":" + m_document.substr(begin, position.offset - begin));
+    }
+
+    std::string m_document;
+};
+
+Events placesIn(const std::string& document)
+{
+    Places sink(document);
+    EXPECT_EQ(QrnSaxParser(&sink).startParser(document, XmlInputBuffer), kSuccess) << document;
+    return sink.events;
+}
+
+TEST(QrnSaxParser, tellsASinkHowFarItHasRead)
+{
+    EXPECT_THAT(placesIn("<a>\n<b c='1'\n d='2'/>x\n</a>"),
+                ElementsAre("1:<a", "3:<b c='1'\n d='2'", "3:<b c='1'\n d='2'", "3:<b c='1'\n d='2'",
+                            "3:<b c='1'\n d='2'/>", "4:</a>"));
+}
+
+TEST(QrnSaxParser, countsWhatItSkippedAtTheBeginning)
+{
+    EXPECT_THAT(placesIn(" \n\r\n\t<a/>"), ElementsAre("3:<a", "3:<a/>"));
+    EXPECT_THAT(placesIn("\xef\xbb\xbf<a/>"), ElementsAre("1:<a", "1:<a/>"));
+}
+
+TEST(QrnSaxParser, countsTheBytesOfTheInputInWhateverEncodingItIs)
+{
+    EXPECT_THAT(placesIn("<?xml version='1.0' encoding='ISO-8859-1'?><a>\xe4\xf6<b/></a>"),
+                ElementsAre("1:<a", "1:<b", "1:<b/>", "1:</a>"));
+    EXPECT_THAT(placesIn("<a>\xc3\xa4<b/></a>"), ElementsAre("1:<a", "1:<b", "1:<b/>", "1:</a>"));
+}
+
+TEST(QrnSaxParser, withoutAParseThereIsNoPosition)
+{
+    eventsOf("<a/>");
+    EXPECT_EQ(QrnSaxParser::position().line, 0);
+    EXPECT_EQ(QrnSaxParser::position().offset, 0U);
 }
 
 TEST(QrnSaxParser, exhaustedMemoryInTheSinkReachesTheCaller)
