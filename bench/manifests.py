@@ -19,23 +19,31 @@ What stands in an entry, and where the numbers come from:
 import random
 import sys
 from collections import namedtuple
+from pathlib import Path
 from xml.sax.saxutils import escape, quoteattr
 
 Entry = namedtuple("Entry", "id kind version xml")
 
-# The number of each kind in a store, and how many entries in 27 are of it.
-KINDS = {
-    "exe": (2, 4),
-    "rpm": (17, 3),
-    "deb": (18, 3),
-    "script": (4, 5),
-    "binary": (10, 3),
-    "resource": (11, 1),
-    "transform": (9, 2),
-    "l10n": (3, 3),
-    "profile": (5, 3),
+# How many entries in 27 are of each kind. Installers of other systems are in no example.
+WEIGHTS = {
+    "exe": 4,
+    "rpm": 3,
+    "deb": 3,
+    "script": 5,
+    "binary": 3,
+    "resource": 1,
+    "transform": 2,
+    "l10n": 3,
+    "profile": 3,
+    "msi": 0,
+    "mst": 0,
+    "dmg": 0,
 }
-KEPT_IN_STORE = {"exe", "rpm", "deb", "script"}
+
+# Word, number and what the store does with it, of every kind.
+KINDS = [line.split()[:3] for line in (Path(__file__).parents[1] / "tests/kinds.txt").read_text().splitlines()
+         if not line.startswith("#")]
+NUMBERS_IN_STORE = {word: int(number) for word, number, store in KINDS if store == "stored"}
 
 MODULES = ["vpn", "posture", "vantorposture", "ravelle", "quorraenabler", "tindra", "solvane", "fennick"]
 FOLDERS = ["agent", "core", "gui", "helpers", "plugins", "runtime", "downloader", "diagnostics", "telemetry"]
@@ -82,7 +90,7 @@ def display_name(draw, folder, component):
 
 
 def make_entry(draw, number):
-    kind = draw.choices(list(KINDS), [weight for _, weight in KINDS.values()])[0]
+    kind = draw.choices(list(WEIGHTS), list(WEIGHTS.values()))[0]
     module, folder, component = draw.choice(MODULES), draw.choice(FOLDERS), draw.choice(COMPONENTS)
     version = f"5.{draw.randrange(3)}.{draw.randrange(20)}.{draw.randrange(100)}"
     name = f"VPN-{module}-{folder}-{component}-{number:05d}"

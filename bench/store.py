@@ -35,9 +35,9 @@ def read_text(data, at):
 def expected(entries):
     """What a store holds once these entries have been recorded into an empty one."""
     return [
-        (manifests.KINDS[entry.kind][0], entry.version, entry.id)
+        (manifests.NUMBERS_IN_STORE[entry.kind], entry.version, entry.id)
         for entry in entries
-        if entry.kind in manifests.KEPT_IN_STORE
+        if entry.kind in manifests.NUMBERS_IN_STORE
     ]
 
 

@@ -42,11 +42,6 @@ bool isChild(XmlElement* element)
     return std::find(names.begin(), names.end(), element->getElementName()) != names.end();
 }
 
-bool isOneOf(ManifestFileType type, std::initializer_list<ManifestFileType> types)
-{
-    return std::find(types.begin(), types.end(), type) != types.end();
-}
-
 /// The entries of the document, taken apart without a look at what they say.
 std::vector<Part> partsOf(const std::vector<XmlElement*>& elements, std::size_t first)
 {
@@ -71,11 +66,11 @@ bool isKnownRevision(const std::string& revision)
 
 bool setType(ManifestFileInfo& entry, const std::string& word)
 {
-    const auto known = CManifestInfo::ms_mapStringToType.find(word);
-    if (known != CManifestInfo::ms_mapStringToType.end()) {
-        entry.type = known->second;
+    const ManifestFileType type = typeOfWord(word);
+    if (type != eFileTypeNone) {
+        entry.type = type;
     }
-    return known != CManifestInfo::ms_mapStringToType.end();
+    return type != eFileTypeNone;
 }
 
 bool readAttributes(ManifestFileInfo& entry, const NVAttributes& attributes, const Settings& settings)
@@ -179,24 +174,26 @@ void setDirectories(ManifestFileInfo& entry, const Settings& settings)
 
 void setAction(ManifestFileInfo& entry)
 {
-    if (isOneOf(entry.type, {eFileTypeMst, eFileTypeTransform})) {
-        entry.action = eFileActionApply;
-    } else if (isOneOf(entry.type, {eFileTypeL10n, eFileTypeProfile, eFileTypeBinary, eFileTypeResource})) {
-        entry.action = eFileActionCopy;
-    } else if (entry.type != eFileTypeNone && entry.action == eFileActionNone) {
-        entry.action = eFileActionInstall;
+    const FileKind* kind = findFileKind(entry.type);
+    if (kind != nullptr) {
+        const bool isGiven = kind->actionRule == ActionRule::Default && entry.action != eFileActionNone;
+        entry.action = isGiven ? entry.action : kind->action;
     }
 }
 
 bool isSane(const ManifestFileInfo& entry)
 {
+    if ((entry.uri.empty() && entry.fileName.empty()) || entry.action == eFileActionNone) {
+        return false;
+    }
+    const FileKind* kind = findFileKind(entry.type);
+    if (kind == nullptr) {
+        return true;
+    }
     const bool hasHash = !entry.hash.empty() && entry.hashType != eHashTypeNone;
-    const bool needsLanguage = isOneOf(entry.type, {eFileTypeL10n, eFileTypeMst});
-    const bool needsHash = needsLanguage || isOneOf(entry.type, {eFileTypeTransform, eFileTypeBinary, eFileTypeResource,
-                                                                 eFileTypeProfile});
-    return (!entry.uri.empty() || !entry.fileName.empty()) && (hasHash || !needsHash) &&
-           (!entry.lang.empty() || !needsLanguage) &&
-           (entry.fileName == "Tessellink.mo" || entry.type != eFileTypeL10n) && entry.action != eFileActionNone;
+    return (kind->demand == Demand::Nothing || hasHash) &&
+           (kind->demand != Demand::HashAndLanguage || !entry.lang.empty()) &&
+           (kind->fileName.empty() || entry.fileName == kind->fileName);
 }
 
 std::optional<ManifestFileInfo> entryOf(const Part& part, const Settings& settings)

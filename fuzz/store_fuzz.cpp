@@ -31,21 +31,6 @@ struct Entry
 
 using Entries = std::vector<Entry>;
 
-bool isAnyOf(std::uint32_t type, std::initializer_list<std::uint32_t> types)
-{
-    return std::find(types.begin(), types.end(), type) != types.end();
-}
-
-bool isKept(std::uint32_t type)
-{
-    return isAnyOf(type, {1, 2, 4, 13, 17, 18});
-}
-
-bool isDropped(std::uint32_t type)
-{
-    return isAnyOf(type, {3, 5, 8, 9, 10, 11});
-}
-
 Entries::iterator find(Entries& entries, const std::string& id)
 {
     return std::find_if(entries.begin(), entries.end(), [&](const Entry& entry) { return entry.id == id; });
@@ -105,7 +90,7 @@ Entries loaded(const std::string& file)
         return {};
     }
     while (const auto type = bytes.number()) {
-        if (!isKept(*type) && !isDropped(*type)) {
+        if (findFileKind(*type) == nullptr) {
             continue;
         }
         const auto version = bytes.text();
@@ -113,7 +98,7 @@ Entries loaded(const std::string& file)
         if (!id) {
             return {};
         }
-        if (isKept(*type)) {
+        if (isStored(*type)) {
             record(entries, {*id, *type, *version});
         }
     }
@@ -147,7 +132,7 @@ std::optional<std::string> written(const Entries& entries)
     append(file, 1);
     append(file, 0);
     for (const Entry& entry : entries) {
-        if (isKept(entry.type)) {
+        if (isStored(entry.type)) {
             append(file, entry.type);
             // The format has no empty text: a record ends at its first one.
             static_cast<void>(append(file, entry.version) && append(file, entry.id));

@@ -4,6 +4,7 @@
 
 #include "bench/floors/sax_parse.h"
 #include "bench/floors/whole_file.h"
+#include "vpn/Common/ManifestFileType.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -14,18 +15,6 @@ namespace {
 
 const char* const kStorePath = "/opt/orvanta/brightgate/VPNManifest.dat";
 constexpr std::uint32_t kHeader[2] = {1, 0};
-constexpr std::uint32_t kWrittenTypes = 0x62016;
-
-struct TypeWord
-{
-    const char* word;
-    std::uint32_t number;
-};
-
-constexpr TypeWord kTypeWords[] = {{"exe", 2},  {"deb", 18},      {"rpm", 17},    {"script", 4},
-                                   {"l10n", 3}, {"resource", 11}, {"binary", 10}, {"profile", 5},
-                                   {"msi", 1},  {"mst", 8},       {"dmg", 13},    {"transform", 9}};
-
 struct Text
 {
     char* bytes = nullptr;
@@ -126,16 +115,6 @@ void strike(Store& store, const char* id, std::size_t idSize)
     }
 }
 
-std::uint32_t typeOf(const char* word)
-{
-    for (const TypeWord& type : kTypeWords) {
-        if (std::strcmp(type.word, word) == 0) {
-            return type.number;
-        }
-    }
-    return 0;
-}
-
 void onStartElement(void* context, const xmlChar* name, const xmlChar** attributes)
 {
     if (attributes == nullptr || std::strcmp(reinterpret_cast<const char*>(name), "file") != 0) {
@@ -152,7 +131,7 @@ void onStartElement(void* context, const xmlChar* name, const xmlChar** attribut
         } else if (std::strcmp(key, "version") == 0) {
             version = value;
         } else if (std::strcmp(key, "type") == 0) {
-            type = typeOf(value);
+            type = typeOfWord(value);
         }
     }
     Store& store = *static_cast<Store*>(static_cast<xmlParserCtxtPtr>(context)->_private);
@@ -187,7 +166,7 @@ void load(Store& store, const WholeFile& file)
 
 bool isWritten(const Entry& entry)
 {
-    return ((kWrittenTypes >> entry.type) & 1U) != 0;
+    return isStored(entry.type);
 }
 
 char* putText(char* at, const Text& text)

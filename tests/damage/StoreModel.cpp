@@ -6,6 +6,7 @@
 
 #include "tests/support/Bytes.h"
 #include "tests/support/LogTexts.h"
+#include "vpn/Common/ManifestFileType.h"
 
 namespace obg::test {
 
@@ -17,14 +18,6 @@ enum class Took
     TooLittle,
     Failed
 };
-
-/** K keeps a record, D drops it, a point is no known type. */
-constexpr std::string_view kTypes = ".KKDKD..DDDD.K...KK";
-
-char treatment(std::uint32_t type)
-{
-    return type < kTypes.size() ? kTypes[type] : '.';
-}
 
 class Loading
 {
@@ -127,19 +120,18 @@ private:
 
     bool record(std::uint32_t type)
     {
-        const char how = treatment(type);
-        if (how == '.') {
+        if (findFileKind(type) == nullptr) {
             logWarning(393, "Unknown file type " + std::to_string(static_cast<std::int32_t>(type)));
             return true;
         }
         ModelEntry entry{type, "", ""};
         if (!text(entry.version)) {
-            return logField("loadInstalledFileData", how == 'K' ? 375 : 347);
+            return logField("loadInstalledFileData", isStored(type) ? 375 : 347);
         }
         if (!text(entry.fileId)) {
-            return logField("loadInstalledFileData", how == 'K' ? 383 : 355);
+            return logField("loadInstalledFileData", isStored(type) ? 383 : 355);
         }
-        if (how == 'K') {
+        if (isStored(type)) {
             keep(entry);
         }
         return true;

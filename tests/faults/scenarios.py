@@ -12,7 +12,6 @@ ROOT = Path("/opt/orvanta/brightgate")
 STORE = ROOT / "VPNManifest.dat"
 SCRATCH = Path("/opt/scratch")
 MANIFEST = SCRATCH / "manifest.xml"
-TYPE_WORDS = {1: "msi", 2: "exe", 4: "script", 13: "dmg", 17: "rpm", 18: "deb"}
 
 
 @dataclasses.dataclass
@@ -50,14 +49,14 @@ class Scenario:
         return ends
 
     def manifest(self):
-        files = (f'<file id="{file_id}" type="{TYPE_WORDS[kind]}" version="{version}"><uri>packages/{file_id}</uri></file>'
+        files = (f'<file id="{file_id}" type="{model.KEPT_WORDS[kind]}" version="{version}"><uri>packages/{file_id}</uri></file>'
                  for file_id, kind, version in self.listed)
         return '<vpn rev="1.0">\n' + "\n".join(files) + "\n</vpn>\n"
 
 
 def entries(numbers, version):
-    kinds = list(TYPE_WORDS)
-    return [(f"com.orvanta.brightgate.module-{n:03}.component-with-a-long-identifier-{n * n:06}", kinds[n % 6], version)
+    kinds = list(model.KEPT_WORDS)
+    return [(f"com.orvanta.brightgate.module-{n:03}.component-with-a-long-identifier-{n * n:06}", kinds[n % len(kinds)], version)
             for n in numbers]
 
 

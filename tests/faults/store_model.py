@@ -3,6 +3,7 @@
 import os
 import re
 import struct
+from pathlib import Path
 
 STORE_SOURCE = "../../../../vpn/Common/InstalledManifestInfo"
 MANIFEST_SOURCE = "../../../../vpn/Downloader/ManifestInfo"
@@ -10,8 +11,13 @@ SYSTEM_SOURCE = "../../../../vpn/Common/Utility/sysutils"
 HEADER = struct.pack("<II", 1, 0)
 FIELD_FAILED = 0xFE000002
 WRITE_FAILED = 0xFE000009
-KEPT = {1, 2, 4, 13, 17, 18}
-DROPPED = {3, 5, 8, 9, 10, 11}
+
+# Of every kind: word, number, what the store does with it, and more that does not matter here.
+KINDS = [line.split() for line in (Path(__file__).parents[1] / "kinds.txt").read_text().splitlines()
+         if not line.startswith("#")]
+KEPT_WORDS = {int(number): word for word, number, store, *_ in KINDS if store == "stored"}
+KEPT = set(KEPT_WORDS)
+DROPPED = {int(number) for _, number, store, *_ in KINDS if store == "dropped"}
 ANY_LINE = "*"
 
 

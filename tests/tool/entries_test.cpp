@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include "tests/tool/ToolTest.h"
+#include "vpn/Common/ManifestFileType.h"
 
 namespace obg::test {
 
@@ -44,21 +45,30 @@ TEST_F(ToolEntries, aFirstRecordMakesTheStoreByteForByte)
 
 TEST_F(ToolEntries, everyInstalledKindIsRecordedInDocumentOrder)
 {
-    expectQuietSuccess(installText(vpn(file("f", "deb", "6") + file("e", "rpm", "5") + file("d", "dmg", "4") +
-                                       file("c", "script", "3") + file("b", "exe", "2") + file("a", "msi", "1"))));
-    expectStore(storeRecord(18, "6", "f") + storeRecord(17, "5", "e") + storeRecord(13, "4", "d") +
-                storeRecord(4, "3", "c") + storeRecord(2, "2", "b") + storeRecord(1, "1", "a"));
+    std::string files;
+    std::string records;
+    for (const FileKind& kind : kFileKinds) {
+        if (kind.keeping == Keeping::Stored) {
+            const std::string word(kind.word);
+            files += file("of kind " + word, word, "1");
+            records += storeRecord(kind.type, "1", "of kind " + word);
+        }
+    }
+    expectQuietSuccess(installText(vpn(files)));
+    expectStore(records);
 }
 
 /** One accepted entry of each kind that leaves no record. */
 std::string copiedAndAppliedFiles()
 {
-    const std::string sum = "<hash type=\"sha256\">00</hash>";
-    std::string files = "<file id=\"l10n\" version=\"1\" type=\"l10n\" lang=\"de\"><uri>de/Tessellink.mo</uri>" + sum +
-                        "</file><file id=\"mst\" version=\"1\" type=\"mst\" lang=\"de\"><uri>a.mst</uri>" + sum +
-                        "</file>";
-    for (const std::string kind : {"profile", "transform", "binary", "resource"}) {
-        files += "<file id=\"" + kind + "\" version=\"1\" type=\"" + kind + "\"><uri>a.xml</uri>" + sum + "</file>";
+    std::string files;
+    for (const FileKind& kind : kFileKinds) {
+        if (kind.keeping == Keeping::Dropped) {
+            const std::string word(kind.word);
+            const std::string name(kind.fileName.empty() ? "a.xml" : kind.fileName);
+            files += "<file id=\"" + word + "\" version=\"1\" type=\"" + word + "\" lang=\"de\"><uri>de/" + name +
+                     "</uri><hash type=\"sha256\">00</hash></file>";
+        }
     }
     return files;
 }

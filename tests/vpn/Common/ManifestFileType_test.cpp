@@ -1,91 +1,116 @@
 #include "vpn/Common/ManifestFileType.h"
 
-#include <map>
+#include <set>
+#include <sstream>
 #include <string>
-#include <tuple>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+
+#include "tests/support/Files.h"
+#include "tests/support/Paths.h"
 
 namespace {
 
-using enum Keeping;
-using enum ActionRule;
-
-struct Expected
+std::string actionName(FileAction action)
 {
-    std::string word;
-    Keeping keeping;
-    ActionRule actionRule;
-    unsigned action;
-    Demand demand;
-    std::string fileName;
-};
-
-bool operator==(const Expected& left, const Expected& right)
-{
-    return std::tie(left.word, left.keeping, left.actionRule, left.action, left.demand, left.fileName) ==
-           std::tie(right.word, right.keeping, right.actionRule, right.action, right.demand, right.fileName);
+    switch (action) {
+    case eFileActionInstall:
+        return "install";
+    case eFileActionCopy:
+        return "copy";
+    case eFileActionApply:
+        return "apply";
+    default:
+        return "none";
+    }
 }
 
-// By their numbers in the store: the numbers and what becomes of a record are parts of a file format.
-const std::map<unsigned, Expected> kExpected{
-    {1, {"msi", Stored, Default, 1, Demand::Nothing, ""}},
-    {2, {"exe", Stored, Default, 1, Demand::Nothing, ""}},
-    {3, {"l10n", Dropped, Fixed, 2, Demand::HashAndLanguage, "Tessellink.mo"}},
-    {4, {"script", Stored, Default, 1, Demand::Nothing, ""}},
-    {5, {"profile", Dropped, Fixed, 2, Demand::Hash, ""}},
-    {8, {"mst", Dropped, Fixed, 3, Demand::HashAndLanguage, ""}},
-    {9, {"transform", Dropped, Fixed, 3, Demand::Hash, ""}},
-    {10, {"binary", Dropped, Fixed, 2, Demand::Hash, ""}},
-    {11, {"resource", Dropped, Fixed, 2, Demand::Hash, ""}},
-    {13, {"dmg", Stored, Default, 1, Demand::Nothing, ""}},
-    {17, {"rpm", Stored, Default, 1, Demand::Nothing, ""}},
-    {18, {"deb", Stored, Default, 1, Demand::Nothing, ""}},
-};
-
-TEST(ManifestFileType, theTableStatesTheFactsOfEachKind)
+std::string demandName(Demand demand)
 {
-    std::map<unsigned, Expected> kinds;
+    switch (demand) {
+    case Demand::Hash:
+        return "hash";
+    case Demand::HashAndLanguage:
+        return "hash-and-language";
+    default:
+        return "nothing";
+    }
+}
+
+/** The facts of a kind as kinds.txt writes them, with single blanks. */
+std::string rowOf(const FileKind& kind)
+{
+    const std::string name(kind.fileName);
+    return std::string(kind.word) + " " + std::to_string(kind.type) +
+           (kind.keeping == Keeping::Stored ? " stored " : " dropped ") + actionName(kind.action) +
+           (kind.actionRule == ActionRule::Fixed ? " all " : " that-name-none ") + demandName(kind.demand) + " " +
+           (name.empty() ? "-" : name);
+}
+
+std::set<std::string> writtenRows()
+{
+    std::istringstream file(obg::test::readFile(obg::test::sourceTree() + "/tests/kinds.txt"));
+    std::set<std::string> rows;
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with('#')) {
+            continue;
+        }
+        std::istringstream words(line);
+        std::string row;
+        for (std::string word; words >> word;) {
+            row += row.empty() ? word : " " + word;
+        }
+        rows.insert(row);
+    }
+    return rows;
+}
+
+TEST(ManifestFileType, theTableStatesTheFactsThatKindsTxtStates)
+{
+    std::set<std::string> rows;
     for (const FileKind& kind : kFileKinds) {
-        kinds[kind.type] = {std::string(kind.word),    kind.keeping, kind.actionRule, kind.action, kind.demand,
-                            std::string(kind.fileName)};
+        rows.insert(rowOf(kind));
     }
-    EXPECT_EQ(kinds.size(), kFileKinds.size());
-    for (const auto& [number, expected] : kExpected) {
-        EXPECT_TRUE(kinds[number] == expected) << expected.word;
-    }
-    EXPECT_EQ(kinds.size(), kExpected.size());
+    EXPECT_EQ(rows, writtenRows());
+    EXPECT_EQ(rows.size(), kFileKinds.size());
 }
 
 TEST(ManifestFileType, aKindIsFoundByItsNumberAndByItsExactWord)
 {
-    for (const auto& [number, expected] : kExpected) {
-        EXPECT_EQ(typeWord(number), expected.word);
-        EXPECT_EQ(typeOfWord(expected.word), number);
-        EXPECT_EQ(findFileKind(number), findFileKind(expected.word));
+    for (const FileKind& kind : kFileKinds) {
+        EXPECT_EQ(findFileKind(kind.type), &kind);
+        EXPECT_EQ(findFileKind(kind.word), &kind);
+        EXPECT_EQ(typeWord(kind.type), kind.word);
+        EXPECT_EQ(typeOfWord(kind.word), kind.type);
     }
+}
+
+TEST(ManifestFileType, aWordIsExact)
+{
     for (const char* word : {"", "Msi", " msi", "msi ", "ms", "msix", "none"}) {
         EXPECT_EQ(typeOfWord(word), eFileTypeNone) << word;
         EXPECT_EQ(findFileKind(word), nullptr) << word;
     }
 }
 
-TEST(ManifestFileType, theStoreKeepsSixKindsAndNothingElse)
+TEST(ManifestFileType, theStoreKeepsTheInstalledKinds)
 {
-    constexpr unsigned storedMask = 0x62016;
-    for (unsigned number = 0; number < 32; ++number) {
-        EXPECT_EQ(isStored(number), (storedMask >> number & 1U) != 0) << number;
+    for (const ManifestFileType type :
+         {eFileTypeMsi, eFileTypeExe, eFileTypeScript, eFileTypeDmg, eFileTypeRpm, eFileTypeDeb}) {
+        EXPECT_TRUE(isStored(type)) << typeWord(type);
     }
-    EXPECT_FALSE(isStored(33));
-    EXPECT_FALSE(isStored(0x80000001U));
-    EXPECT_FALSE(isStored(0xFFFFFFFFU));
+    for (const ManifestFileType type :
+         {eFileTypeL10n, eFileTypeProfile, eFileTypeMst, eFileTypeTransform, eFileTypeBinary, eFileTypeResource}) {
+        EXPECT_FALSE(isStored(type)) << typeWord(type);
+    }
 }
 
-TEST(ManifestFileType, aNumberOfNoKindHasNoWord)
+TEST(ManifestFileType, aNumberOfNoKindIsNeitherFoundNorStored)
 {
-    for (const unsigned number : {0U, 6U, 7U, 12U, 14U, 15U, 16U, 19U, 257U, 0xFFFFFFFFU}) {
+    for (const unsigned number : {0U, 6U, 7U, 12U, 14U, 15U, 16U, 257U, 0x80000001U, 0xFFFFFFFFU}) {
         EXPECT_EQ(findFileKind(number), nullptr) << number;
         EXPECT_EQ(typeWord(number), "") << number;
+        EXPECT_FALSE(isStored(number)) << number;
     }
 }
 

@@ -25,11 +25,15 @@ using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 
-constexpr ManifestFileType kAllTypes[] = {
-    eFileTypeNone,    eFileTypeMsi, eFileTypeExe,       eFileTypeL10n,   eFileTypeScript,
-    eFileTypeProfile, eFileTypeMst, eFileTypeTransform, eFileTypeBinary, eFileTypeResource,
-    eFileTypeDmg,     eFileTypeRpm, eFileTypeDeb,
-};
+/** Every kind, and none. */
+std::vector<ManifestFileType> allTypes()
+{
+    std::vector<ManifestFileType> types{eFileTypeNone};
+    for (const FileKind& kind : kFileKinds) {
+        types.push_back(kind.type);
+    }
+    return types;
+}
 
 /** Numbers that are no kind of file. */
 constexpr ManifestFileType kUnknownTypes[] = {
@@ -154,7 +158,7 @@ TEST(ManifestFileNames, theTwoSpecialTransformsConcernAllModules)
 
 TEST(ManifestFileNames, onlyTransformsConcernAllModules)
 {
-    for (const ManifestFileType type : kAllTypes) {
+    for (const ManifestFileType type : allTypes()) {
         const ManifestFileInfo entry = Rules().named(type, "TLTransforms.xml");
         EXPECT_EQ(entry.module, type == eFileTypeTransform ? "all" : "") << type;
         EXPECT_EQ(entry.resolvedFileName, "TLTransforms.xml") << type;
@@ -186,7 +190,7 @@ TEST(ManifestFileNames, aBinaryLosesItsPrefixesOnDiskOnly)
 
 TEST(ManifestFileNames, otherKindsKeepTheirNames)
 {
-    for (const ManifestFileType type : kAllTypes) {
+    for (const ManifestFileType type : allTypes()) {
         if (type != eFileTypeBinary && type != eFileTypeTransform) {
             EXPECT_EQ(Rules().named(type, "dir/scripts_help_x").resolvedFileName, "scripts_help_x") << type;
         }
@@ -314,34 +318,30 @@ TEST(ManifestDirectories, whereThereIsOneTheFieldsAreReplaced)
 
 // Actions.
 
-TEST(ManifestActions, installersAreInstalledUnlessTheManifestSaysOtherwise)
+constexpr FileAction kGivenActions[] = {eFileActionInstall, eFileActionCopy, eFileActionApply};
+
+TEST(ManifestActions, aDefaultHoldsUnlessTheManifestSaysOtherwise)
 {
     const Rules rules;
-    for (const ManifestFileType type :
-         {eFileTypeMsi, eFileTypeExe, eFileTypeScript, eFileTypeDmg, eFileTypeRpm, eFileTypeDeb}) {
-        EXPECT_EQ(rules.actionOf(type, eFileActionNone), eFileActionInstall) << type;
-        for (const FileAction given : {eFileActionInstall, eFileActionCopy, eFileActionApply}) {
-            EXPECT_EQ(rules.actionOf(type, given), given) << type;
+    for (const FileKind& kind : kFileKinds) {
+        if (kind.actionRule == ActionRule::Default) {
+            EXPECT_EQ(rules.actionOf(kind.type, eFileActionNone), kind.action) << kind.word;
+            for (const FileAction given : kGivenActions) {
+                EXPECT_EQ(rules.actionOf(kind.type, given), given) << kind.word;
+            }
         }
     }
 }
 
-TEST(ManifestActions, contentIsCopiedWhateverTheManifestSays)
+TEST(ManifestActions, aFixedOneHoldsWhateverTheManifestSays)
 {
     const Rules rules;
-    for (const ManifestFileType type : {eFileTypeL10n, eFileTypeProfile, eFileTypeBinary, eFileTypeResource}) {
-        for (const FileAction given : {eFileActionNone, eFileActionInstall, eFileActionCopy, eFileActionApply}) {
-            EXPECT_EQ(rules.actionOf(type, given), eFileActionCopy) << type;
-        }
-    }
-}
-
-TEST(ManifestActions, transformsAreAppliedWhateverTheManifestSays)
-{
-    const Rules rules;
-    for (const ManifestFileType type : {eFileTypeMst, eFileTypeTransform}) {
-        for (const FileAction given : {eFileActionNone, eFileActionInstall, eFileActionCopy, eFileActionApply}) {
-            EXPECT_EQ(rules.actionOf(type, given), eFileActionApply) << type;
+    for (const FileKind& kind : kFileKinds) {
+        if (kind.actionRule == ActionRule::Fixed) {
+            EXPECT_EQ(rules.actionOf(kind.type, eFileActionNone), kind.action) << kind.word;
+            for (const FileAction given : kGivenActions) {
+                EXPECT_EQ(rules.actionOf(kind.type, given), kind.action) << kind.word;
+            }
         }
     }
 }
@@ -383,7 +383,7 @@ TEST(ManifestSanity, acceptsACompleteEntryOfEachType)
 {
     const Rules rules;
     const CapturedLog log;
-    for (const ManifestFileType type : kAllTypes) {
+    for (const ManifestFileType type : allTypes()) {
         EXPECT_TRUE(rules.isSane(saneEntry(type))) << type;
     }
     EXPECT_THAT(log.records(), IsEmpty());
@@ -462,14 +462,16 @@ std::vector<::testing::Matcher<const obg::test::LogRecord&>> expectedRecords(Man
     if (lacks[kUriAndName]) {
         records.emplace_back(broken('E', "Manifest must specify a URI or filename"));
     }
-    if ((type == 3 || type == 8) && (noHash || lacks[kLang])) {
+    const FileKind* const kind = findFileKind(type);
+    const Demand demand = kind == nullptr ? Demand::Nothing : kind->demand;
+    if (demand == Demand::HashAndLanguage && (noHash || lacks[kLang])) {
         records.emplace_back(
             broken('E', "Manifest must specify hash, hash type and lang for localization files" + name));
     }
-    if (type == 3 && (lacks[kCatalogueName] || lacks[kUriAndName])) {
+    if (kind != nullptr && !kind->fileName.empty() && (lacks[kCatalogueName] || lacks[kUriAndName])) {
         records.emplace_back(broken('E', "Manifest has invalid filename for localization file" + name));
     }
-    if ((type == 9 || type == 10 || type == 11 || type == 5) && noHash) {
+    if (demand == Demand::Hash && noHash) {
         records.emplace_back(
             broken('E', "Manifest must specify hash and hash type for OEM customization files and profiles" + name));
     }
@@ -483,7 +485,7 @@ TEST(ManifestSanity, everyBrokenRuleIsLoggedInOrderForEveryTypeAndEveryCombinati
 {
     const Rules rules;
     CapturedLog log;
-    std::vector<ManifestFileType> types(std::begin(kAllTypes), std::end(kAllTypes));
+    std::vector<ManifestFileType> types = allTypes();
     types.push_back(kUnknownTypes[0]);
     for (const ManifestFileType type : types) {
         for (unsigned bits = 0; bits < 1U << kLackCount; ++bits) {

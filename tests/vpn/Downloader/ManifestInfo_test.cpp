@@ -307,28 +307,15 @@ TEST(ManifestInfo, anyOtherActionLeavesTheDefaultOfTheType)
 TEST(ManifestInfo, everyTypeWordIsTakenAsAttributeAndAsElement)
 {
     const std::string hash = "<hash type='sha1'>aa</hash>";
-    const std::pair<const char*, ManifestFileType> types[] = {
-        {"msi", eFileTypeMsi},
-        {"exe", eFileTypeExe},
-        {"l10n", eFileTypeL10n},
-        {"script", eFileTypeScript},
-        {"profile", eFileTypeProfile},
-        {"mst", eFileTypeMst},
-        {"transform", eFileTypeTransform},
-        {"binary", eFileTypeBinary},
-        {"resource", eFileTypeResource},
-        {"dmg", eFileTypeDmg},
-        {"rpm", eFileTypeRpm},
-        {"deb", eFileTypeDeb},
-    };
-    for (const auto& [word, type] : types) {
+    for (const FileKind& kind : kFileKinds) {
+        const std::string word(kind.word);
         const std::string children = "<uri>Tessellink.mo</uri>" + hash;
-        const Parsed attribute(oneFile("lang='de' type='"s + word + "'", children));
+        const Parsed attribute(oneFile("lang='de' type='" + word + "'", children));
         ASSERT_TRUE(attribute.ok) << word;
-        EXPECT_EQ(attribute.entry().type, type);
-        const Parsed element(oneFile("lang='de'", "<type>"s + word + "</type>" + children));
+        EXPECT_EQ(attribute.entry().type, kind.type);
+        const Parsed element(oneFile("lang='de'", "<type>" + word + "</type>" + children));
         ASSERT_TRUE(element.ok) << word;
-        EXPECT_EQ(element.entry().type, type);
+        EXPECT_EQ(element.entry().type, kind.type);
     }
 }
 

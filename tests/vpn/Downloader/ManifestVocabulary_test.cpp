@@ -13,11 +13,6 @@ namespace {
 
 using ::testing::ElementsAre;
 
-const std::map<std::string, unsigned> kTypes{
-    {"msi", 1},       {"exe", 2},     {"l10n", 3},      {"script", 4}, {"profile", 5}, {"mst", 8},
-    {"transform", 9}, {"binary", 10}, {"resource", 11}, {"dmg", 13},   {"rpm", 17},    {"deb", 18},
-};
-
 struct Profile
 {
     const char* key;
@@ -49,30 +44,13 @@ constexpr std::array kProfiles{
             "Marrowind Profile"},
 };
 
-TEST(ManifestVocabulary, knowsTwelveTypeWordsWithTheirNumbers)
+TEST(ManifestVocabulary, theTypeWordsAreThoseOfTheKinds)
 {
-    std::map<std::string, unsigned> types;
-    for (const auto& [word, type] : CManifestInfo::ms_mapStringToType) {
-        types[word] = type;
+    std::map<std::string, ManifestFileType> types;
+    for (const FileKind& kind : kFileKinds) {
+        types.emplace(kind.word, kind.type);
     }
-    EXPECT_EQ(types, kTypes);
-}
-
-TEST(ManifestVocabulary, theNumbersOfTheTypesAreThoseOfTheStore)
-{
-    EXPECT_EQ(eFileTypeNone, 0U);
-    EXPECT_EQ(eFileTypeMsi, 1U);
-    EXPECT_EQ(eFileTypeExe, 2U);
-    EXPECT_EQ(eFileTypeL10n, 3U);
-    EXPECT_EQ(eFileTypeScript, 4U);
-    EXPECT_EQ(eFileTypeProfile, 5U);
-    EXPECT_EQ(eFileTypeMst, 8U);
-    EXPECT_EQ(eFileTypeTransform, 9U);
-    EXPECT_EQ(eFileTypeBinary, 10U);
-    EXPECT_EQ(eFileTypeResource, 11U);
-    EXPECT_EQ(eFileTypeDmg, 13U);
-    EXPECT_EQ(eFileTypeRpm, 17U);
-    EXPECT_EQ(eFileTypeDeb, 18U);
+    EXPECT_EQ(CManifestInfo::ms_mapStringToType, types);
     static_assert(sizeof(ManifestFileType) == 4);
 }
 
