@@ -188,7 +188,7 @@ class RealFaults:
             lay_down(self.install)
             scenario = Scenario("install of 60", "-i", None, entries(range(60), "5.1.2.42"))
             MANIFEST.write_text(scenario.manifest())
-            self.check("the disk holds 4096 bytes", scenario, "cut", 0, [model.not_closed(errno.ENOSPC)],
+            self.check("the disk holds 4096 bytes", scenario, "cut", 0, scenario.lines_when_cut(4096, errno.ENOSPC),
                        scenario.after[:4096])
         with own_file_system("mode=755,nr_inodes=1"):
             lay_down(self.install)
@@ -230,7 +230,7 @@ class RealFaults:
                    model.header_not_written(errno.EFBIG) + [model.STATUS_5], self.install.after[:4],
                    before=["prlimit", "--fsize=4"])
         self.lay(self.install)
-        self.check("files of 99 bytes at most", self.install, "cut", 0, [model.not_closed(errno.EFBIG)],
+        self.check("files of 99 bytes at most", self.install, "cut", 0, self.install.lines_when_cut(99, errno.EFBIG),
                    self.install.after[:99], before=["prlimit", "--fsize=99"])
 
     def run_all(self):

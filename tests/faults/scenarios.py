@@ -38,15 +38,10 @@ class Scenario:
                 entries.pop(entry[0], None)
         return model.store_bytes(list(entries.values())), loaded.lines
 
-    def written_records(self):
-        """The ends of the records in the store that is written."""
-        loaded = model.Loading(self.after)
-        ends = []
-        at = len(model.HEADER)
-        for entry in loaded.entries.values():
-            at += len(model.record(entry))
-            ends.append(at)
-        return ends
+    def lines_when_cut(self, size, error):
+        """What is printed when no more than `size` bytes of `after` get into the file."""
+        entries = model.Loading(self.after).entries.values()
+        return self.lines + model.records_not_written(entries, size, error)
 
     def manifest(self):
         files = (f'<file id="{file_id}" type="{model.KEPT_WORDS[kind]}" version="{version}"><uri>packages/{file_id}</uri></file>'

@@ -67,10 +67,6 @@ def not_opened_for_writing(error):
     return system_call_failed("WriteFile", 445, "fstream::open", error)
 
 
-def not_closed(error):
-    return system_call_failed("WriteFile", ANY_LINE, "fstream::close", error)
-
-
 def not_removed(error):
     return call_failed("WriteFile", STORE_SOURCE, 432, "remove", error, "unknown")
 
@@ -84,15 +80,22 @@ def header_not_written(error):
     return [system_call_failed("writeManifestData", 613, "fstream::write", error), field_not_written("WriteFile", 459)]
 
 
-def record_not_written(error):
-    """The three ways in which a full disk shows, by the field that met it."""
-    end = field_not_written("WriteFile", 494)
-    integer = system_call_failed("writeManifestData", 613, "fstream::write", error)
-    return [
-        [integer, end],
-        [integer, field_not_written("writeManifestData", 646), end],
-        [system_call_failed("writeManifestData", 657, "fstream::write", error), end],
-    ]
+def records_not_written(entries, reached, error):
+    """What is logged of these entries when their file has come to its end at `reached` bytes, by the field that met it."""
+    lines = []
+    at = len(HEADER)
+    for file_id, _, version in entries:
+        texts = [len(version), len(file_id)]
+        fields = [("integer", 4)] + [field for size in texts for field in (("count", 4), ("text", size + 1))]
+        for name, size in fields:
+            at += size
+            if at > reached:
+                lines.append(system_call_failed("writeManifestData", 657 if name == "text" else 613, "fstream::write",
+                                                error))
+                lines += [field_not_written("writeManifestData", 646)] if name == "count" else []
+                lines.append(field_not_written("WriteFile", 494))
+                break
+    return lines
 
 
 STATUS_5 = call_failed("main", "../main", 128, "CInstalledManifestInfo::WriteFile", WRITE_FAILED, "unknown")

@@ -2,6 +2,7 @@
 
 #include "vpn/Common/AppLog.h"
 #include "vpn/Common/InstallRoots.h"
+#include "vpn/Common/InstalledManifestReader.h"
 #include "vpn/Common/StatusCodes.h"
 #include "vpn/Common/Utility/sysutils.h"
 
@@ -13,37 +14,153 @@
 #include <fstream>
 #include <iterator>
 
+#include <sys/stat.h>
+
 namespace {
 
 constexpr const char* kLogFile = "../../../../vpn/Common/InstalledManifestInfo";
 constexpr const char* kReader = "CInstalledManifestInfo::readManifestData";
 constexpr const char* kWriter = "CInstalledManifestInfo::writeManifestData";
 
-constexpr std::uint32_t kFormatMajor = 1;
-constexpr std::uint32_t kFormatMinor = 0;
-
-/// A string's count is only a claim of the file. No more than this is allocated ahead of what the file really holds.
-constexpr std::size_t kReadStep = 65536;
+constexpr std::size_t kHeaderSize = 8;
 
 std::string storePath(eManifestDataPath dataPath)
 {
     return std::string(dataPath == eLegacyDataPath ? InstallRoot::Legacy : InstallRoot::Current) + "/VPNManifest.dat";
 }
 
-/// Logs that a call on the store's file failed, with what errno says. The lines are tags that log readers know, but for
-/// the one of a failed close.
-void logFileFailure(const char* function, unsigned line, const char* call)
+/// Logs that a call on the store's file failed with that errno. The lines are tags that log readers know.
+void logFileFailure(const char* function, unsigned line, const char* call, int error)
 {
-    CAppLog::LogReturnCode(function, kLogFile, line, Logging::DI_ERROR, call, static_cast<unsigned>(errno),
-                           std::strerror(errno), nullptr);
+    CAppLog::LogReturnCode(function, kLogFile, line, Logging::DI_ERROR, call, static_cast<unsigned>(error),
+                           std::strerror(error), nullptr);
 }
 
-/// Logs that a field could not be read or written, by the function that wanted it, and gives its result.
-bool logFieldFailure(const char* function, unsigned line, const char* call)
+/// Logs that a field could not be read or written, by the function that wanted it.
+void logFieldFailure(const char* function, unsigned line, const char* call)
 {
     CAppLog::LogReturnCode(function, kLogFile, line, Logging::DI_ERROR, call, StatusCode::MissingArgument, nullptr,
                            nullptr);
-    return false;
+}
+
+/// The line under which a field that could not be loaded is logged.
+unsigned lineOf(InstalledManifestFailure::Field field, bool isRecordKept)
+{
+    using Field = InstalledManifestFailure::Field;
+    switch (field) {
+    case Field::Major:
+        return 279;
+    case Field::Minor:
+        return 288;
+    case Field::Type:
+        return 320;
+    case Field::Version:
+        return isRecordKept ? 375 : 347;
+    default:
+        return isRecordKept ? 383 : 355;
+    }
+}
+
+/// Logs what could not be read, unless the file just ended there, and then which field that was.
+void logReadFailure(const InstalledManifestFailure& failure, bool isRecordKept)
+{
+    using Cause = InstalledManifestFailure::Cause;
+    using Field = InstalledManifestFailure::Field;
+    constexpr const char* function = "readManifestData";
+    if (failure.cause == Cause::NumberUnreadable) {
+        logFileFailure(function, 529, "fstream::read", failure.error);
+        if (failure.field == Field::Version || failure.field == Field::FileId) {
+            logFieldFailure(function, 561, kReader);
+        }
+    } else if (failure.cause == Cause::CountZero) {
+        logFieldFailure(function, 571, kReader);
+    } else if (failure.cause != Cause::NumberCut) {
+        logFileFailure(function, 585, "fstream::read", failure.error);
+    }
+    logFieldFailure("loadInstalledFileData", lineOf(failure.field, isRecordKept), kReader);
+}
+
+InstalledManifestState stateAfter(const InstalledManifestFailure& failure)
+{
+    return failure.error == 0 ? InstalledManifestState::Damaged : InstalledManifestState::Unreadable;
+}
+
+/// Takes the bytes of a file into memory.
+struct MemorySink
+{
+    std::string& bytes;
+
+    bool put(const char* data, std::size_t size)
+    {
+        bytes.append(data, size);
+        return true;
+    }
+};
+
+/// Takes as many bytes as there is room for and remembers the errno of what did not fit.
+struct LimitedSink
+{
+    std::uint64_t room;
+    int error;
+
+    bool put(const char* /*data*/, std::size_t size)
+    {
+        const bool fits = size <= room;
+        room = fits ? room - size : 0;
+        if (!fits) {
+            errno = error;
+        }
+        return fits;
+    }
+};
+
+template <class Sink> bool writeManifestData(Sink& sink, std::uint32_t value)
+{
+    const std::array<char, sizeof value> bytes{static_cast<char>(value), static_cast<char>(value >> 8),
+                                               static_cast<char>(value >> 16), static_cast<char>(value >> 24)};
+    if (!sink.put(bytes.data(), bytes.size())) {
+        logFileFailure("writeManifestData", 613, "fstream::write", errno);
+        return false;
+    }
+    return true;
+}
+
+template <class Sink> bool writeManifestData(Sink& sink, const std::string& text)
+{
+    // Nothing is written for an empty text, not even its count: readers of the file have always found it so.
+    if (text.empty()) {
+        return false;
+    }
+    if (!writeManifestData(sink, static_cast<std::uint32_t>(text.size() + 1))) {
+        logFieldFailure("writeManifestData", 646, kWriter);
+        return false;
+    }
+    if (!sink.put(text.c_str(), text.size() + 1)) {
+        logFileFailure("writeManifestData", 657, "fstream::write", errno);
+        return false;
+    }
+    return true;
+}
+
+/// Writes an entry as far as it can be written. True when that is all of it, or when the file keeps none of its type.
+template <class Sink> bool writeEntry(Sink& sink, const CInstalledManifestInfo::InstalledManifestEntry& entry)
+{
+    return !isStored(entry.type) || (writeManifestData(sink, entry.type) && writeManifestData(sink, entry.version) &&
+                                     writeManifestData(sink, entry.fileId));
+}
+
+/// Writes bytes through to the file, however many the stream gathers. Sets errno when not all of them get there.
+bool writeThrough(std::ostream& file, std::string_view bytes)
+{
+    return file.write(bytes.data(), static_cast<std::streamsize>(bytes.size())).flush().good();
+}
+
+/// How many bytes of a file that is being written have got there; none when that cannot be told.
+std::uint64_t reachedSize(const std::string& path)
+{
+    struct stat info
+    {};
+    return stat(path.c_str(), &info) == 0 ? static_cast<std::uint64_t>(info.st_size) : 0;
 }
 
 } // namespace
@@ -51,6 +168,25 @@ bool logFieldFailure(const char* function, unsigned line, const char* call)
 CInstalledManifestInfo::CInstalledManifestInfo(eManifestDataPath dataPath) : m_path(storePath(dataPath))
 {
     loadInstalledFileData();
+}
+
+CInstalledManifestInfo CInstalledManifestInfo::AtPath(const std::string& path)
+{
+    return CInstalledManifestInfo(path, nullptr);
+}
+
+CInstalledManifestInfo CInstalledManifestInfo::FromStream(std::istream& file, const std::string& path)
+{
+    return CInstalledManifestInfo(path, &file);
+}
+
+CInstalledManifestInfo::CInstalledManifestInfo(const std::string& path, std::istream* file) : m_path(path)
+{
+    if (file == nullptr) {
+        loadInstalledFileData();
+    } else {
+        m_state = load(*file);
+    }
 }
 
 void CInstalledManifestInfo::AddInstalledEntry(const std::string& fileId, ManifestFileType type,
@@ -99,74 +235,88 @@ std::list<std::pair<std::string, std::string>> CInstalledManifestInfo::GetInstal
 
 void CInstalledManifestInfo::loadInstalledFileData()
 {
-    constexpr const char* function = "loadInstalledFileData";
+    errno = 0;
     if (!fileExists(m_path)) {
+        m_state = errno == ENOENT ? InstalledManifestState::Absent : InstalledManifestState::Unreadable;
         return;
     }
-    errno = 0;
     std::ifstream file(m_path, std::ios::binary);
     if (!file.is_open()) {
-        logFileFailure(function, 267, "fstream::open");
+        logFileFailure("loadInstalledFileData", 267, "fstream::open", errno);
+        m_state = InstalledManifestState::Unreadable;
         return;
     }
-    std::uint32_t major = 0;
-    std::uint32_t minor = 0;
-    if (!readManifestData(file, major)) {
-        logFieldFailure(function, 279, kReader);
-        return;
+    m_state = load(file);
+}
+
+InstalledManifestState CInstalledManifestInfo::load(std::istream& file)
+{
+    CInstalledManifestReader reader(file);
+    if (!reader.readHeader()) {
+        logReadFailure(reader.failure(), false);
+        return stateAfter(reader.failure());
     }
-    if (!readManifestData(file, minor)) {
-        logFieldFailure(function, 288, kReader);
-        return;
+    if (!reader.isSupported()) {
+        CAppLog::LogDebugMessage("loadInstalledFileData", kLogFile, 300, Logging::DI_WARNING,
+                                 "Unsupported manifest version");
+        return InstalledManifestState::Unsupported;
     }
-    // A major of 0 is read whatever its minor: files from before the first release are still about.
-    if (major > kFormatMajor || (major == kFormatMajor && minor != kFormatMinor)) {
-        CAppLog::LogDebugMessage(function, kLogFile, 300, Logging::DI_WARNING, "Unsupported manifest version");
-        return;
-    }
-    std::uint32_t type = 0;
-    while (readManifestData(file, type)) {
-        if (!loadEntry(file, type)) {
-            clear();
-            return;
+    const InstalledManifestState state = loadRecords(reader);
+    indexEntries();
+    return state;
+}
+
+/// Loads the entries as they stand in the file, all of them or, when the file cannot be read to its end, none.
+InstalledManifestState CInstalledManifestInfo::loadRecords(CInstalledManifestReader& reader)
+{
+    using Step = CInstalledManifestReader::Step;
+    InstalledManifestState state = InstalledManifestState::Good;
+    InstalledManifestRecord record;
+    for (Step step = reader.next(record); step != Step::End; step = reader.next(record)) {
+        if (step == Step::Failed) {
+            logReadFailure(reader.failure(), isStored(record.type));
+            m_entries.clear();
+            return stateAfter(reader.failure());
+        }
+        if (step == Step::UnknownType) {
+            CAppLog::LogDebugMessage("loadInstalledFileData", kLogFile, 393, Logging::DI_WARNING,
+                                     "Unknown file type %d", static_cast<int>(record.type));
+            state = InstalledManifestState::Damaged;
+        }
+        if (step == Step::Kept) {
+            m_entries.push_back({std::move(record.fileId.value), static_cast<ManifestFileType>(record.type),
+                                 std::move(record.version.value)});
         }
     }
-    // At the end of the file the entries stand, a few stray bytes behind the last record or not.
-    if (!file.eof()) {
-        logFieldFailure(function, 320, kReader);
-        clear();
+    return state;
+}
+
+/// Indexes the loaded entries, of which a later one of the same file id updates the earlier one, as if each had been
+/// recorded after the other.
+void CInstalledManifestInfo::indexEntries()
+{
+    m_index.reserve(m_entries.size());
+    for (auto next = m_entries.begin(); next != m_entries.end();) {
+        const auto entry = next++;
+        const auto [known, isNew] = m_index.try_emplace(entry->fileId, entry);
+        if (!isNew) {
+            known->second->type = entry->type;
+            known->second->version = std::move(entry->version);
+            m_entries.erase(entry);
+        }
     }
 }
 
-/// Reads what follows a record's type. False, logged, when that cannot be read.
-bool CInstalledManifestInfo::loadEntry(std::istream& file, std::uint32_t type)
+std::string CInstalledManifestInfo::GetFileBytes() const
 {
-    constexpr const char* function = "loadInstalledFileData";
-    if (findFileKind(type) == nullptr) {
-        // Nothing else is skipped: the length of a record of an unknown type is unknown as well.
-        CAppLog::LogDebugMessage(function, kLogFile, 393, Logging::DI_WARNING, "Unknown file type %d",
-                                 static_cast<int>(type));
-        return true;
+    std::string bytes;
+    MemorySink sink{bytes};
+    writeManifestData(sink, CInstalledManifestReader::kFormatMajor);
+    writeManifestData(sink, CInstalledManifestReader::kFormatMinor);
+    for (const InstalledManifestEntry& entry : m_entries) {
+        static_cast<void>(writeEntry(sink, entry));
     }
-    const bool isKept = isStored(type);
-    std::string version;
-    std::string fileId;
-    if (!readManifestData(file, version)) {
-        return logFieldFailure(function, isKept ? 375 : 347, kReader);
-    }
-    if (!readManifestData(file, fileId)) {
-        return logFieldFailure(function, isKept ? 383 : 355, kReader);
-    }
-    if (isKept) {
-        AddInstalledEntry(fileId, static_cast<ManifestFileType>(type), version);
-    }
-    return true;
-}
-
-void CInstalledManifestInfo::clear()
-{
-    m_index.clear();
-    m_entries.clear();
+    return bytes;
 }
 
 long CInstalledManifestInfo::WriteFile() const
@@ -179,129 +329,34 @@ long CInstalledManifestInfo::WriteFile() const
         }
         return StatusCode::Success;
     }
-    errno = 0;
+    // Made before the old file is opened and emptied: memory that runs out has not cost it anything.
+    const std::string bytes = GetFileBytes();
+    const std::string_view view = bytes;
     std::ofstream file(m_path, std::ios::trunc | std::ios::binary);
     if (!file.is_open()) {
-        logFileFailure(function, 445, "fstream::open");
+        logFileFailure(function, 445, "fstream::open", errno);
         return StatusCode::OperationFailed;
     }
-    const long status = writeHeader(file);
-    if (status == StatusCode::Success) {
-        writeEntries(file);
-    }
-    const bool wasGood = file.good();
-    errno = 0;
-    file.close();
-    // Small records reach the disk only now. One that failed before has been logged where it did.
-    if (wasGood && file.fail()) {
-        logFileFailure(function, __LINE__, "fstream::close");
-    }
-    return status;
-}
-
-/// Writes the header through to the file: a disk that is full or gone already shows here.
-long CInstalledManifestInfo::writeHeader(std::ostream& file) const
-{
-    constexpr const char* function = "WriteFile";
-    if (!writeManifestData(file, kFormatMajor)) {
-        logFieldFailure(function, 452, kWriter);
-        return StatusCode::OperationFailed;
-    }
-    bool isWritten = writeManifestData(file, kFormatMinor);
-    errno = 0;
-    if (isWritten && !file.flush()) {
-        logFileFailure("writeManifestData", 613, "fstream::write");
-        isWritten = false;
-    }
-    if (!isWritten) {
+    // The header goes through first: a disk that is full or gone already shows there.
+    if (!writeThrough(file, view.substr(0, kHeaderSize))) {
+        logFileFailure("writeManifestData", 613, "fstream::write", errno);
         logFieldFailure(function, 459, kWriter);
         return StatusCode::OperationFailed;
     }
+    const bool isWritten = writeThrough(file, view.substr(kHeaderSize));
+    const int error = errno;
+    logUnwritten(isWritten ? bytes.size() : reachedSize(m_path), error);
     return StatusCode::Success;
 }
 
-void CInstalledManifestInfo::writeEntries(std::ostream& file) const
+/// Logs, in order, the entries that are not in the file as a whole: those that the format cannot hold and, when the
+/// file has come to its end at `reached` bytes with `error`, those that are not there any more.
+void CInstalledManifestInfo::logUnwritten(std::uint64_t reached, int error) const
 {
+    LimitedSink sink{reached - std::min<std::uint64_t>(reached, kHeaderSize), error};
     for (const InstalledManifestEntry& entry : m_entries) {
-        if (!isStored(entry.type)) {
-            continue;
-        }
-        if (!writeManifestData(file, entry.type) || !writeManifestData(file, entry.version) ||
-            !writeManifestData(file, entry.fileId)) {
+        if (!writeEntry(sink, entry)) {
             logFieldFailure("WriteFile", 494, kWriter);
         }
     }
-}
-
-bool CInstalledManifestInfo::readManifestData(std::istream& file, std::uint32_t& value)
-{
-    std::array<unsigned char, sizeof value> bytes{};
-    errno = 0;
-    if (!file.read(reinterpret_cast<char*>(bytes.data()), bytes.size())) {
-        if (!file.eof()) {
-            logFileFailure("readManifestData", 529, "fstream::read");
-        }
-        return false;
-    }
-    value = bytes[0] | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 | std::uint32_t{bytes[3]} << 24;
-    return true;
-}
-
-bool CInstalledManifestInfo::readManifestData(std::istream& file, std::string& text)
-{
-    constexpr const char* function = "readManifestData";
-    std::uint32_t count = 0;
-    if (!readManifestData(file, count)) {
-        if (!file.eof()) {
-            logFieldFailure(function, 561, kReader);
-        }
-        return false;
-    }
-    if (count == 0) {
-        return logFieldFailure(function, 571, kReader);
-    }
-    text.clear();
-    while (text.size() < count) {
-        const std::size_t held = text.size();
-        const std::size_t step = std::min<std::size_t>(count - held, kReadStep);
-        text.resize(held + step);
-        if (!file.read(text.data() + held, static_cast<std::streamsize>(step))) {
-            // At the end of the file no call has failed, whatever an interrupted one has left behind.
-            errno = file.eof() ? 0 : errno;
-            logFileFailure(function, 585, "fstream::read");
-            return false;
-        }
-    }
-    text.back() = '\0';
-    text.resize(text.find('\0'));
-    return true;
-}
-
-bool CInstalledManifestInfo::writeManifestData(std::ostream& file, std::uint32_t value)
-{
-    const std::array<char, sizeof value> bytes{static_cast<char>(value), static_cast<char>(value >> 8),
-                                               static_cast<char>(value >> 16), static_cast<char>(value >> 24)};
-    errno = 0;
-    if (!file.write(bytes.data(), bytes.size())) {
-        logFileFailure("writeManifestData", 613, "fstream::write");
-        return false;
-    }
-    return true;
-}
-
-bool CInstalledManifestInfo::writeManifestData(std::ostream& file, const std::string& text)
-{
-    // Nothing is written for an empty text, not even its count: readers of the file have always found it so.
-    if (text.empty()) {
-        return false;
-    }
-    if (!writeManifestData(file, static_cast<std::uint32_t>(text.size() + 1))) {
-        return logFieldFailure("writeManifestData", 646, kWriter);
-    }
-    errno = 0;
-    if (!file.write(text.c_str(), static_cast<std::streamsize>(text.size() + 1))) {
-        logFileFailure("writeManifestData", 657, "fstream::write");
-        return false;
-    }
-    return true;
 }

@@ -10,11 +10,28 @@
 #include <unordered_map>
 #include <utility>
 
+class CInstalledManifestReader;
+
 /// Selects the install root whose store is meant. Every value but eLegacyDataPath means the current root.
 enum eManifestDataPath : std::uint32_t
 {
     eCurrentDataPath = 0,
     eLegacyDataPath = 1,
+};
+
+/// What loading a store has met.
+enum class InstalledManifestState
+{
+    /// There is no file.
+    Absent,
+    /// The file cannot be looked at, opened or read to its end, or is no file.
+    Unreadable,
+    /// The file's version is one that is not loaded.
+    Unsupported,
+    /// The file is shorter than its header, breaks off inside a record, or holds a type that is none.
+    Damaged,
+    /// The file has been loaded without a log record.
+    Good,
 };
 
 /// The installed-manifest store: which files of the client are installed, one entry per file id.
@@ -30,9 +47,10 @@ enum eManifestDataPath : std::uint32_t
 /// its type: msi, exe, script, dmg, rpm and deb are kept, the other known types are read and dropped, and of an unknown
 /// type nothing but the type itself is consumed, so that the reader is out of step from there on.
 ///
-/// The file is loaded once, by the constructor; changes live in memory until WriteFile rewrites the file in place. No
-/// operation fails but WriteFile, and problems with the file are logged. An object may be used by one thread at a time.
-/// Recording, striking and looking up cost the same however many entries there are.
+/// The file is loaded once, when the object is made; changes live in memory until WriteFile rewrites the file in place.
+/// No operation fails but WriteFile; problems with the file are logged, and GetState tells what came of loading it. An
+/// object may be used by one thread at a time. References into the store may be passed to its operations. Recording,
+/// striking and looking up cost the same however many entries there are.
 class CInstalledManifestInfo
 {
 public:
@@ -60,6 +78,14 @@ public:
     /// are ignored.
     explicit CInstalledManifestInfo(eManifestDataPath dataPath);
 
+    /// Loads the store in the file at `path` in the same way, and writes it there: for images and for stores that are
+    /// looked at elsewhere.
+    static CInstalledManifestInfo AtPath(const std::string& path);
+
+    /// Loads the store from a stream, which need not be a file: open in binary mode, at its first byte. The state is
+    /// never Absent. WriteFile writes to `path`.
+    static CInstalledManifestInfo FromStream(std::istream& file, const std::string& path);
+
     /// Writes nothing.
     ~CInstalledManifestInfo() = default;
 
@@ -82,6 +108,19 @@ public:
     /// File id and version of every entry, in the order of the file.
     std::list<std::pair<std::string, std::string>> GetInstalledEntries() const;
 
+    /// The entries in the order of the file, as they are in memory: they stand until the next change to the store.
+    const std::list<InstalledManifestEntry>& GetEntries() const { return m_entries; }
+
+    /// What loading met. Changes to the entries leave the answer as it is.
+    InstalledManifestState GetState() const { return m_state; }
+
+    /// Where the file is.
+    const std::string& GetPath() const { return m_path; }
+
+    /// The bytes that WriteFile puts into the file for these entries, with all that it does to entries that the file
+    /// cannot hold. Without entries they are the header alone, and WriteFile deletes the file instead.
+    std::string GetFileBytes() const;
+
     /// Rewrites the file from the entries, or deletes it when there are none; a file that cannot be deleted is only
     /// logged. Entries of types that the file does not keep are left out. Returns 0, or 0xFE000009 when the file could
     /// not be opened or its header not be written. A record that cannot be written is logged and does not change the
@@ -100,19 +139,17 @@ public:
 private:
     using Entries = std::list<InstalledManifestEntry>;
 
-    void loadInstalledFileData();
-    bool loadEntry(std::istream& file, std::uint32_t type);
-    void clear();
-    long writeHeader(std::ostream& file) const;
-    void writeEntries(std::ostream& file) const;
+    CInstalledManifestInfo(const std::string& path, std::istream* file);
 
-    static bool readManifestData(std::istream& file, std::uint32_t& value);
-    static bool readManifestData(std::istream& file, std::string& text);
-    static bool writeManifestData(std::ostream& file, std::uint32_t value);
-    static bool writeManifestData(std::ostream& file, const std::string& text);
+    void loadInstalledFileData();
+    InstalledManifestState load(std::istream& file);
+    InstalledManifestState loadRecords(CInstalledManifestReader& reader);
+    void indexEntries();
+    void logUnwritten(std::uint64_t reached, int error) const;
 
     std::string m_path;
     Entries m_entries;
     /// Where each entry stands, by its file id. The keys are the entries' own texts, which a list never moves.
     std::unordered_map<std::string_view, Entries::iterator> m_index;
+    InstalledManifestState m_state = InstalledManifestState::Absent;
 };

@@ -1,11 +1,13 @@
 #include "vpn/Common/InstalledManifestInfo.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <list>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -32,6 +34,7 @@ namespace {
 namespace fs = std::filesystem;
 
 using Entry = CInstalledManifestInfo::InstalledManifestEntry;
+using State = InstalledManifestState;
 using Pairs = std::list<std::pair<std::string, std::string>>;
 using Records = std::vector<LogRecordMatcher>;
 using ::testing::ElementsAre;
@@ -93,7 +96,7 @@ protected:
     {
         writeFile(currentStore(), bytes);
         m_log.clear();
-        return CInstalledManifestInfo(eCurrentDataPath).GetInstalledEntries();
+        return loadNow();
     }
 
     /** The same on a disk that fails with EIO behind the first READABLE bytes. */
@@ -102,13 +105,22 @@ protected:
         writeFile(currentStore(), bytes);
         m_log.clear();
         const FailingReads failing(readable, EIO);
-        return CInstalledManifestInfo(eCurrentDataPath).GetInstalledEntries();
+        return loadNow();
+    }
+
+    Pairs loadNow()
+    {
+        const CInstalledManifestInfo store(eCurrentDataPath);
+        m_state = store.GetState();
+        return store.GetInstalledEntries();
     }
 
     void expectLogged(const Records& expected) const { EXPECT_THAT(m_log.records(), ElementsAreArray(expected)); }
     void expectNothingLogged() const { EXPECT_THAT(m_log.records(), IsEmpty()); }
 
     CapturedLog m_log;
+    /** Of the store that was loaded last. */
+    State m_state = State::Absent;
 };
 
 // The interface.
@@ -139,6 +151,106 @@ TEST_F(InstalledManifestInfo, isWrittenBelowTheRootThatItWasLoadedFrom)
     EXPECT_EQ(legacy.WriteFile(), 0);
     EXPECT_EQ(toHex(readFile("/opt/orvanta/tessellink/VPNManifest.dat")), toHex(kOneEntry));
     EXPECT_FALSE(pathExists(currentStore()));
+}
+
+TEST_F(InstalledManifestInfo, atAPathOfTheCallerIsLoadedFromThereAndWrittenThere)
+{
+    writeFile("/opt/elsewhere", kOneEntry);
+    CInstalledManifestInfo store = CInstalledManifestInfo::AtPath("/opt/elsewhere");
+    EXPECT_EQ(store.GetPath(), "/opt/elsewhere");
+    EXPECT_THAT(store.GetInstalledEntries(), ElementsAre(Pair("abc", "4.10.0")));
+    store.AddInstalledEntry("whole", eFileTypeExe, "1.0");
+    EXPECT_EQ(store.WriteFile(), 0);
+    EXPECT_EQ(toHex(readFile("/opt/elsewhere")), toHex(kOneEntry + kWhole));
+    EXPECT_FALSE(pathExists(currentStore()));
+}
+
+TEST_F(InstalledManifestInfo, fromAStreamIsLoadedFromItAndWrittenToThePath)
+{
+    std::istringstream bytes(kOneEntry);
+    CInstalledManifestInfo store = CInstalledManifestInfo::FromStream(bytes, "/opt/elsewhere");
+    EXPECT_THAT(store.GetInstalledEntries(), ElementsAre(Pair("abc", "4.10.0")));
+    EXPECT_EQ(store.GetState(), InstalledManifestState::Good);
+    EXPECT_EQ(store.WriteFile(), 0);
+    EXPECT_EQ(toHex(readFile("/opt/elsewhere")), toHex(kOneEntry));
+    std::istringstream nothing;
+    EXPECT_EQ(CInstalledManifestInfo::FromStream(nothing, "").GetState(), InstalledManifestState::Damaged);
+    expectLogged({notLoaded(279)});
+}
+
+TEST_F(InstalledManifestInfo, saysWhereItsFileIs)
+{
+    EXPECT_EQ(CInstalledManifestInfo(eCurrentDataPath).GetPath(), "/opt/orvanta/brightgate/VPNManifest.dat");
+    EXPECT_EQ(CInstalledManifestInfo(eLegacyDataPath).GetPath(), "/opt/orvanta/tessellink/VPNManifest.dat");
+}
+
+// The state.
+
+TEST_F(InstalledManifestInfo, withoutAFileIsAbsent)
+{
+    EXPECT_EQ(CInstalledManifestInfo(eCurrentDataPath).GetState(), State::Absent);
+    fs::create_symlink("/opt/nowhere", currentStore());
+    EXPECT_EQ(CInstalledManifestInfo(eCurrentDataPath).GetState(), State::Absent);
+    fs::remove(currentStore());
+    fs::remove(kCurrentRoot);
+    EXPECT_EQ(CInstalledManifestInfo(eCurrentDataPath).GetState(), State::Absent);
+}
+
+TEST_F(InstalledManifestInfo, thatCannotBeLookedAtOpenedOrReadIsUnreadable)
+{
+    fs::create_directory(currentStore());
+    EXPECT_EQ(CInstalledManifestInfo(eCurrentDataPath).GetState(), State::Unreadable) << "a folder";
+    fs::remove(currentStore());
+    fs::create_symlink(currentStore(), currentStore());
+    EXPECT_EQ(CInstalledManifestInfo(eCurrentDataPath).GetState(), State::Unreadable) << "a link to itself";
+    fs::remove(currentStore());
+    for (const std::size_t readable : {0U, 4U, 8U, 12U, 19U, 31U}) {
+        loadFailingAt(readable, kOneEntry);
+        EXPECT_EQ(m_state, State::Unreadable) << readable;
+    }
+    ASSERT_EQ(chmod(currentStore().c_str(), 0), 0);
+    const WithoutPrivileges ordinaryUser;
+    EXPECT_EQ(CInstalledManifestInfo(eCurrentDataPath).GetState(), State::Unreadable) << "mode 0";
+}
+
+TEST_F(InstalledManifestInfo, ofAnotherFormatIsUnsupported)
+{
+    load(storeHeader(1, 1) + kWhole);
+    EXPECT_EQ(m_state, State::Unsupported);
+    load(storeHeader(2, 0));
+    EXPECT_EQ(m_state, State::Unsupported);
+}
+
+TEST_F(InstalledManifestInfo, thatIsLoadedWithARecordIsDamaged)
+{
+    for (std::size_t size = 0; size < 8; ++size) {
+        load(kOneEntry.substr(0, size));
+        EXPECT_EQ(m_state, State::Damaged) << size;
+    }
+    load(storeHeader() + u32le(7) + kWhole);
+    EXPECT_EQ(m_state, State::Damaged) << "an unknown type";
+    load(storeHeader() + kWhole + u32le(2) + rawString(0, ""));
+    EXPECT_EQ(m_state, State::Damaged) << "a count of 0";
+    load(kOneEntry.substr(0, 30));
+    EXPECT_EQ(m_state, State::Damaged) << "cut";
+}
+
+TEST_F(InstalledManifestInfo, thatIsLoadedWithoutARecordIsGood)
+{
+    for (const std::string& bytes : {storeHeader(), storeHeader(0, 77), kOneEntry, kOneEntry + std::string(3, 'x'),
+                                     storeHeader() + storeRecord(9, "1", "fonts")}) {
+        load(bytes);
+        EXPECT_EQ(m_state, State::Good) << toHex(bytes);
+        expectNothingLogged();
+    }
+}
+
+TEST_F(InstalledManifestInfo, hasTheStateThatLoadingMetWhateverIsDoneToItsEntries)
+{
+    CInstalledManifestInfo store(eCurrentDataPath);
+    store.AddInstalledEntry("abc", eFileTypeMsi, "4.10.0");
+    EXPECT_EQ(store.WriteFile(), 0);
+    EXPECT_EQ(store.GetState(), State::Absent);
 }
 
 // Loading: the file itself.
@@ -783,62 +895,76 @@ TEST_F(InstalledManifestInfo, onAFullDiskLogsThatAndFails)
     expectLogged({writeFailed(613, 28, "No space left on device"), fieldNotWritten("WriteFile", 459)});
 }
 
-TEST_F(InstalledManifestInfo, whoseSmallRecordsCannotBeWrittenLogsThatAtItsEndAndSucceeds)
+/** What is logged of a record that comes to an end SIZE bytes behind its first one, on a disk that takes no more. */
+Records recordEnded(std::size_t size, const Entry& entry)
+{
+    const std::size_t version = 4;
+    const std::size_t fileId = version + 4 + entry.version.size() + 1;
+    const bool isInCount = (size >= version && size < version + 4) || (size >= fileId && size < fileId + 4);
+    if (size < version) {
+        return {writeFailed(613, 27, "File too large"), recordNotWritten()};
+    }
+    if (isInCount) {
+        return {writeFailed(613, 27, "File too large"), fieldNotWritten("writeManifestData", 646), recordNotWritten()};
+    }
+    return {writeFailed(657, 27, "File too large"), recordNotWritten()};
+}
+
+TEST_F(InstalledManifestInfo, logsTheFieldAtWhichADiskIsFullAndEveryRecordBehindItAndSucceeds)
 {
     CInstalledManifestInfo store(eCurrentDataPath);
     add(store, kThree);
-    const FileSizeLimit limit(20);
-    EXPECT_EQ(store.WriteFile(), 0);
-    expectLogged({storeCallFailed("WriteFile", kAnyLine, "fstream::close", 27, "File too large")});
-    EXPECT_EQ(toHex(readFile(currentStore())), toHex(written(kThree).substr(0, 20)));
+    for (std::size_t size = storeHeader().size(); size < written(kThree).size(); ++size) {
+        SCOPED_TRACE(size);
+        Records expected;
+        std::size_t begin = storeHeader().size();
+        for (const Entry& entry : kThree) {
+            const std::size_t end = begin + storeRecord(entry.type, entry.version, entry.fileId).size();
+            if (size < end) {
+                const Records records = recordEnded(std::max(size, begin) - begin, entry);
+                expected.insert(expected.end(), records.begin(), records.end());
+            }
+            begin = end;
+        }
+        m_log.clear();
+        const FileSizeLimit limit(size);
+        EXPECT_EQ(store.WriteFile(), 0);
+        expectLogged(expected);
+        EXPECT_EQ(toHex(readFile(currentStore())), toHex(written(kThree).substr(0, size)));
+    }
 }
 
-TEST_F(InstalledManifestInfo, whoseTextCannotBeWrittenLogsThatAndEveryRecordFromThereOnAndSucceeds)
+TEST_F(InstalledManifestInfo, ofManyRecordsOnASmallDiskSaysOfEachThatDoesNotFitWhy)
+{
+    CInstalledManifestInfo store(eCurrentDataPath);
+    for (int i = 0; i < 2000; ++i) {
+        // 4 + (4 + 3) + (4 + 9) bytes each.
+        store.AddInstalledEntry(std::to_string(10000000 + i), eFileTypeExe, "10");
+    }
+    const FileSizeLimit limit(8192);
+    EXPECT_EQ(store.WriteFile(), 0);
+    EXPECT_EQ(readFile(currentStore()).size(), 8192U);
+    // 341 records end at byte 8192 sharp.
+    Records expected;
+    for (int i = 341; i < 2000; ++i) {
+        expected.push_back(writeFailed(613, 27, "File too large"));
+        expected.push_back(recordNotWritten());
+    }
+    expectLogged(expected);
+}
+
+TEST_F(InstalledManifestInfo, whoseLongTextCannotBeWrittenLogsThatAndEveryRecordFromThereOnAndSucceeds)
 {
     CInstalledManifestInfo store(eCurrentDataPath);
     store.AddInstalledEntry("long", eFileTypeExe, std::string(100000, 'v'));
     store.AddInstalledEntry("dropped", eFileTypeTransform, "1");
-    add(store, {kThree[0], kThree[1]});
+    store.AddInstalledEntry("unversioned", eFileTypeExe, "");
+    add(store, {kThree[0]});
     const FileSizeLimit limit(5000);
     EXPECT_EQ(store.WriteFile(), 0);
-    expectLogged({writeFailed(657, 27, "File too large"), recordNotWritten(), writeFailed(613, 0, "Success"),
-                  recordNotWritten(), writeFailed(613, 0, "Success"), recordNotWritten()});
+    expectLogged({writeFailed(657, 27, "File too large"), recordNotWritten(), writeFailed(613, 27, "File too large"),
+                  recordNotWritten(), writeFailed(613, 27, "File too large"), recordNotWritten()});
     EXPECT_EQ(readFile(currentStore()).size(), 5000U);
-}
-
-// What is written gathers in a buffer, so the field that meets the full disk is the one with which the buffer
-// overflows. A first record of every length in question moves that through all fields of the second.
-TEST_F(InstalledManifestInfo, logsTheFieldAtWhichAFullDiskShowed)
-{
-    const Records atType{writeFailed(613, 27, "File too large"), recordNotWritten()};
-    const Records atCount{writeFailed(613, 27, "File too large"), fieldNotWritten("writeManifestData", 646),
-                          recordNotWritten()};
-    const Records atText{writeFailed(657, 27, "File too large"), recordNotWritten()};
-    std::array<int, 3> seen{};
-    for (std::size_t length = 780; length < 860; ++length) {
-        CInstalledManifestInfo store(eCurrentDataPath);
-        for (char id = 'a'; id <= 'h'; ++id) {
-            store.AddInstalledEntry(std::string(1, id), eFileTypeExe, std::string(900, 'v'));
-        }
-        store.AddInstalledEntry("padding", eFileTypeExe, std::string(length, 'v'));
-        store.AddInstalledEntry("second", eFileTypeExe, std::string(20, 'v'));
-        m_log.clear();
-        {
-            const FileSizeLimit limit(100);
-            EXPECT_EQ(store.WriteFile(), 0);
-        }
-        const auto logged = m_log.records();
-        const bool isType = ::testing::Value(logged, ElementsAreArray(atType));
-        const bool isCount = ::testing::Value(logged, ElementsAreArray(atCount));
-        const bool isText = ::testing::Value(logged, ElementsAreArray(atText));
-        seen[0] += isType ? 1 : 0;
-        seen[1] += isCount ? 1 : 0;
-        seen[2] += isText ? 1 : 0;
-        fs::remove(currentStore());
-    }
-    EXPECT_GT(seen[0], 0) << "type";
-    EXPECT_GT(seen[1], 0) << "count";
-    EXPECT_GT(seen[2], 0) << "text";
 }
 
 TEST_F(InstalledManifestInfo, writesTheTypeAloneOfAnEntryWithoutVersion)
@@ -887,6 +1013,38 @@ TEST_F(InstalledManifestInfo, isWrittenAndLoadedAgainAlike)
         EXPECT_EQ(again.GetInstalledType(entry.fileId), entry.type);
     }
     expectNothingLogged();
+}
+
+// The entries and the bytes, without a file.
+
+TEST_F(InstalledManifestInfo, givesItsEntriesInTheOrderOfTheFile)
+{
+    CInstalledManifestInfo store(eCurrentDataPath);
+    add(store, kThree).RemoveInstalledEntry("posture");
+    store.AddInstalledEntry("core", eFileTypeRpm, "6");
+    std::vector<std::string> seen;
+    for (const Entry& entry : store.GetEntries()) {
+        seen.push_back(entry.fileId + " " + std::to_string(entry.type) + " " + entry.version);
+    }
+    EXPECT_THAT(seen, ElementsAre("core 17 6", "hook 4 1.0"));
+}
+
+TEST_F(InstalledManifestInfo, givesTheBytesThatItWouldWriteWithoutWriting)
+{
+    CInstalledManifestInfo store(eCurrentDataPath);
+    EXPECT_EQ(toHex(store.GetFileBytes()), "01 00 00 00 00 00 00 00");
+    store.AddInstalledEntry("abc", eFileTypeMsi, "4.10.0");
+    EXPECT_EQ(toHex(store.GetFileBytes()), toHex(kOneEntry));
+    store.AddInstalledEntry("fonts", eFileTypeTransform, "1");
+    store.AddInstalledEntry("unversioned", eFileTypeExe, "");
+    store.AddInstalledEntry("", eFileTypeExe, "1.0");
+    add(store, {kThree[1]});
+    EXPECT_EQ(toHex(store.GetFileBytes()),
+              toHex(kOneEntry + u32le(2) + u32le(2) + field("1.0") + storeRecord(18, "4", "posture")));
+    EXPECT_FALSE(pathExists(currentStore()));
+    expectNothingLogged();
+    EXPECT_EQ(store.WriteFile(), 0);
+    EXPECT_EQ(toHex(readFile(currentStore())), toHex(store.GetFileBytes()));
 }
 
 // The operations on the entries.

@@ -24,10 +24,12 @@ bool examine(const char* function, const char* kind, const std::string& path, st
     if (stat(path.c_str(), &info) == 0) {
         return true;
     }
-    if (errno != ENOENT) {
-        CAppLog::LogReturnCode(function, kLogFile, __LINE__, Logging::DI_ERROR, "_tstat", static_cast<unsigned>(errno),
-                               nullptr, "%s: %s\nError: %s", kind, path.c_str(), std::strerror(errno));
+    const int error = errno;
+    if (error != ENOENT) {
+        CAppLog::LogReturnCode(function, kLogFile, __LINE__, Logging::DI_ERROR, "_tstat", static_cast<unsigned>(error),
+                               nullptr, "%s: %s\nError: %s", kind, path.c_str(), std::strerror(error));
     }
+    errno = error;
     return false;
 }
 

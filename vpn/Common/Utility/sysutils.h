@@ -41,7 +41,7 @@ std::uint32_t TimeNowToString(const char* format, char* buffer, std::size_t size
 int unlink_file(const char* path);
 
 /// True when `path`, links followed, exists and its mode has the bit of regular files. Only that one bit is tested, so
-/// a socket passes as well. A failure other than ENOENT is logged.
+/// a socket passes as well. A failure other than ENOENT is logged. errno is left as the failure has set it.
 bool fileExists(const std::string& path);
 
 /// True when `path`, links followed, exists and its mode has the bit of directories. Only that one bit is tested, so a

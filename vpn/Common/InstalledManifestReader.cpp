@@ -1,0 +1,97 @@
+#include "vpn/Common/InstalledManifestReader.h"
+
+#include "vpn/Common/ManifestFileType.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <istream>
+
+namespace {
+
+/// A text's count is only a claim of the file. No more than this is allocated ahead of what the file really holds.
+constexpr std::size_t kReadStep = 65536;
+
+} // namespace
+
+bool CInstalledManifestReader::readHeader()
+{
+    return readManifestData(Failure::Field::Major, m_major) && readManifestData(Failure::Field::Minor, m_minor);
+}
+
+bool CInstalledManifestReader::isSupported() const
+{
+    // A major of 0 is read whatever its minor: files from before the first release are still about.
+    return m_major < kFormatMajor || (m_major == kFormatMajor && m_minor == kFormatMinor);
+}
+
+CInstalledManifestReader::Step CInstalledManifestReader::next(InstalledManifestRecord& record)
+{
+    record = {.offset = m_offset, .type = 0, .version = {}, .fileId = {}};
+    if (!readManifestData(Failure::Field::Type, record.type)) {
+        return m_failure.cause == Failure::Cause::NumberCut ? Step::End : Step::Failed;
+    }
+    const FileKind* const kind = findFileKind(record.type);
+    if (kind == nullptr) {
+        // Nothing else is skipped: the length of a record of an unknown type is unknown as well.
+        return Step::UnknownType;
+    }
+    if (!readManifestData(Failure::Field::Version, record.version) ||
+        !readManifestData(Failure::Field::FileId, record.fileId)) {
+        return Step::Failed;
+    }
+    return kind->keeping == Keeping::Stored ? Step::Kept : Step::Dropped;
+}
+
+bool CInstalledManifestReader::read(char* bytes, std::size_t size)
+{
+    m_file.read(bytes, static_cast<std::streamsize>(size));
+    m_offset += static_cast<std::uint64_t>(m_file.gcount());
+    return m_file.good();
+}
+
+bool CInstalledManifestReader::readManifestData(Failure::Field field, std::uint32_t& value)
+{
+    const std::uint64_t offset = m_offset;
+    std::array<char, sizeof value> bytes{};
+    if (!read(bytes.data(), bytes.size())) {
+        return fail(field, m_file.eof() ? Failure::Cause::NumberCut : Failure::Cause::NumberUnreadable, offset);
+    }
+    value = 0;
+    for (std::size_t i = bytes.size(); i > 0; --i) {
+        value = value << 8 | static_cast<unsigned char>(bytes[i - 1]);
+    }
+    return true;
+}
+
+bool CInstalledManifestReader::readManifestData(Failure::Field field, InstalledManifestText& text)
+{
+    text.value.clear();
+    text.offset = m_offset;
+    if (!readManifestData(field, text.count)) {
+        return false;
+    }
+    if (text.count == 0) {
+        return fail(field, Failure::Cause::CountZero, text.offset);
+    }
+    std::string& value = text.value;
+    while (value.size() < text.count) {
+        const std::size_t held = value.size();
+        const std::size_t step = std::min<std::size_t>(text.count - held, kReadStep);
+        value.resize(held + step);
+        if (!read(value.data() + held, step)) {
+            value.clear();
+            return fail(field, m_file.eof() ? Failure::Cause::TextCut : Failure::Cause::TextUnreadable, text.offset);
+        }
+    }
+    text.isTerminated = value.back() == '\0';
+    value.resize(std::min(value.find('\0'), value.size() - 1));
+    return true;
+}
+
+/// Notes a failure; at the end of the file no call has failed, whatever an interrupted one has left in errno.
+bool CInstalledManifestReader::fail(Failure::Field field, Failure::Cause cause, std::uint64_t offset)
+{
+    m_failure = {field, cause, offset, m_file.bad() ? errno : 0};
+    return false;
+}
