@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <span>
 #include <utility>
 
@@ -145,6 +146,20 @@ std::string printable(std::string_view text)
     return shown;
 }
 
+std::string hexNumber(std::size_t number)
+{
+    std::array<char, 2 * sizeof number> digits{};
+    const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), number, 16);
+    std::string text = "0x";
+    text.append(digits.data(), end);
+    return text;
+}
+
+std::string counted(std::size_t count, std::string_view one, std::string_view many)
+{
+    return std::to_string(count) + " " + std::string(count == 1 ? one : many);
+}
+
 std::size_t displayWidth(std::string_view text)
 {
     std::size_t width = 0;
@@ -157,7 +172,12 @@ std::size_t displayWidth(std::string_view text)
     return width;
 }
 
-void Table::addRow(std::vector<std::string> cells)
+std::string colored(std::string_view text, std::string_view color)
+{
+    return color.empty() ? std::string(text) : std::string(color) + std::string(text) + "\033[0m";
+}
+
+void Table::addRow(std::vector<std::string> cells, std::string_view color)
 {
     m_widths.resize(std::max(m_widths.size(), cells.size()));
     for (std::size_t column = 0; column < cells.size(); ++column) {
@@ -165,21 +185,21 @@ void Table::addRow(std::vector<std::string> cells)
         cells[column] = shown.empty() && column + 1 < cells.size() ? "\"\"" : std::move(shown);
         m_widths[column] = std::max(m_widths[column], displayWidth(cells[column]));
     }
-    m_rows.push_back(std::move(cells));
+    m_rows.push_back({std::move(cells), color});
 }
 
 std::string Table::text() const
 {
     std::string text;
-    for (const std::vector<std::string>& row : m_rows) {
+    for (const auto& [cells, color] : m_rows) {
         std::size_t blanks = 0;
-        for (std::size_t column = 0; column < row.size(); ++column) {
-            if (row[column].empty()) {
+        for (std::size_t column = 0; column < cells.size(); ++column) {
+            if (cells[column].empty()) {
                 continue;
             }
             text.append(blanks, ' ');
-            text += row[column];
-            blanks = m_widths[column] - displayWidth(row[column]) + 2;
+            text += colored(cells[column], column == 0 ? color : std::string_view());
+            blanks = m_widths[column] - displayWidth(cells[column]) + 2;
         }
         text += '\n';
     }

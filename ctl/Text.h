@@ -25,19 +25,35 @@ Character firstCharacter(std::string_view text);
 /// visibility of text, is not printable.
 std::string printable(std::string_view text);
 
+/// A number as programs that dump files show offsets: "0x2d".
+std::string hexNumber(std::size_t number);
+
+/// A count and what is counted: "1 entry" or "3 entries".
+std::string counted(std::size_t count, std::string_view one, std::string_view many);
+
 /// How many columns a terminal gives to a printable text: wide East Asian characters take two, combining ones none.
 std::size_t displayWidth(std::string_view text);
+
+/// A text in a colour of ctl/Color.h; as it is when that is empty.
+std::string colored(std::string_view text, std::string_view color);
 
 /// Rows of cells, rendered as columns two blanks apart, each as wide as its widest cell. No blanks end a line. Cells
 /// are made printable; an empty cell that others follow shows as "".
 class Table
 {
 public:
-    void addRow(std::vector<std::string> cells);
+    /// The first cell is led by `color` and followed by the sequence that ends it, when that is not empty.
+    void addRow(std::vector<std::string> cells, std::string_view color = {});
     std::string text() const;
 
 private:
-    std::vector<std::vector<std::string>> m_rows;
+    struct Row
+    {
+        std::vector<std::string> cells;
+        std::string_view color;
+    };
+
+    std::vector<Row> m_rows;
     std::vector<std::size_t> m_widths;
 };
 

@@ -1,0 +1,70 @@
+#include "ctl/FileBytes.h"
+
+#include "ctl/Descriptor.h"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace ctl {
+
+namespace {
+
+constexpr std::size_t kReadStep = 65536;
+
+/// Reads up to the end. Returns 0 or the reason why that failed.
+int readAll(int descriptor, std::string& bytes)
+{
+    std::size_t held = 0;
+    for (;;) {
+        if (bytes.size() - held < kReadStep) {
+            bytes.resize(held + held / 2 + kReadStep);
+        }
+        const ssize_t count = ::read(descriptor, bytes.data() + held, bytes.size() - held);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        held += count > 0 ? static_cast<std::size_t>(count) : 0;
+        if (count <= 0) {
+            bytes.resize(held);
+            return count == 0 ? 0 : errno;
+        }
+    }
+}
+
+/// Not waiting while it is opened: a pipe without a writer would hold the program up.
+FileBytes readPlace(const Place& place, bool mustBeRegular)
+{
+    if (place.error != 0) {
+        return {{}, place.error};
+    }
+    const Descriptor file(
+        open(place.actual.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | (mustBeRegular ? O_NONBLOCK : 0)));
+    struct stat status
+    {};
+    if (!file.isOpen() || fstat(file.number(), &status) != 0) {
+        return {{}, errno};
+    }
+    if (mustBeRegular && !S_ISREG(status.st_mode)) {
+        return {{}, S_ISDIR(status.st_mode) ? EISDIR : EINVAL};
+    }
+    FileBytes read;
+    read.error = readAll(file.number(), read.bytes);
+    return read;
+}
+
+} // namespace
+
+FileBytes readFile(const Place& place)
+{
+    return readPlace(place, false);
+}
+
+FileBytes readRegularFile(const Place& place)
+{
+    return readPlace(place, true);
+}
+
+} // namespace ctl
