@@ -5,6 +5,7 @@
 #include "vpn/Common/Utility/SecureString.h"
 #include "vpn/Common/Utility/StringUtils.h"
 #include "vpn/Common/Xml/XmlMgr.h"
+#include "vpn/Common/Xml/XmlWatcher.h"
 
 #include <algorithm>
 #include <cstdarg>
@@ -129,12 +130,24 @@ struct Document
 class Parse
 {
 public:
-    explicit Parse(const Document& document) : m_document(document), m_outer(s_current) { s_current = this; }
+    Parse(const Document& document, XmlWatcher* watcher) : m_document(document), m_watcher(watcher), m_outer(s_current)
+    {
+        s_current = this;
+    }
     ~Parse() { s_current = m_outer; }
     Parse(const Parse&) = delete;
     Parse& operator=(const Parse&) = delete;
 
     static const Parse* current() { return s_current; }
+
+    /// Null when nobody watches.
+    XmlWatcher* watcher() const { return m_watcher; }
+
+    /// True when the context at work is that of an entity.
+    bool isInEntity(const xmlParserCtxt* context) const
+    {
+        return context != m_document.context.get() || context->inputNr > 1;
+    }
 
     XmlPosition position() const
     {
@@ -147,6 +160,7 @@ private:
     static thread_local const Parse* s_current;
 
     const Document& m_document;
+    XmlWatcher* m_watcher;
     const Parse* m_outer;
 };
 
@@ -177,9 +191,14 @@ std::string toString(const xmlChar* text)
     return reinterpret_cast<const char*>(text);
 }
 
+std::string_view toView(const xmlChar* text)
+{
+    return reinterpret_cast<const char*>(text);
+}
+
 std::string_view trimmed(const xmlChar* text)
 {
-    return CStringUtils::trimmed(reinterpret_cast<const char*>(text));
+    return CStringUtils::trimmed(toView(text));
 }
 
 Document openFile(const std::string& path)
@@ -240,14 +259,30 @@ bool readsFrom(const std::string& text, const xmlParserCtxt* context)
     return std::less_equal<>()(text.data(), base) && std::less<>()(base, text.data() + text.size());
 }
 
+void watchedStartElementCB(void* ctx, const xmlChar* name, const xmlChar** atts)
+{
+    QrnSaxParser::startElementCB(ctx, name, atts);
+    for (; atts != nullptr && atts[0] != nullptr && atts[1] != nullptr; atts += 2) {
+        Parse::current()->watcher()->seeAttribute(toView(atts[0]), toView(atts[1]));
+    }
+}
+
+void watchedElementValueCB(void* ctx, const xmlChar* ch, int len)
+{
+    const Parse& parse = *Parse::current();
+    parse.watcher()->seeText({reinterpret_cast<const char*>(ch), static_cast<std::size_t>(std::max(len, 0))},
+                             parse.isInEntity(static_cast<xmlParserCtxtPtr>(ctx)));
+    QrnSaxParser::elementValueCB(ctx, ch, len);
+}
+
 /// Runs the parse of an opened document; without one it has failed already.
-std::uint32_t run(const Document& document, XmlMgr* sink)
+std::uint32_t run(const Document& document, XmlMgr* sink, XmlWatcher* watcher = nullptr)
 {
     const ContextPtr& context = document.context;
     if (context == nullptr) {
         return StatusCode::OperationFailed;
     }
-    const Parse parse(document);
+    const Parse parse(document, watcher);
     const DeliveryBound bound(context.get(), document.size);
     context->_private = sink;
     // Not marked as initialised, so that libxml2 takes it for a SAX1 handler and gives attributes as plain pairs.
@@ -257,6 +292,10 @@ std::uint32_t run(const Document& document, XmlMgr* sink)
     handler.characters = QrnSaxParser::elementValueCB;
     handler.error = QrnSaxParser::errorCB;
     handler.getEntity = getEntityCB;
+    if (watcher != nullptr) {
+        handler.startElement = watchedStartElementCB;
+        handler.characters = watchedElementValueCB;
+    }
     // Into the context's own record, not in its place: the context is then whole whichever way the parse is left.
     *context->sax = handler;
     int result = xmlParseDocument(context.get());
@@ -296,6 +335,11 @@ std::uint32_t QrnSaxParser::startParser(std::string&& document)
     const std::uint32_t status = run(opened, m_sink);
     wipeString(document);
     return status;
+}
+
+std::uint32_t QrnSaxParser::startWatchedParser(const std::string& document, XmlWatcher& watcher)
+{
+    return run(openBuffer(document), m_sink, &watcher);
 }
 
 XmlPosition QrnSaxParser::position()

@@ -5,6 +5,7 @@
 #include <string>
 
 class XmlMgr;
+class XmlWatcher;
 
 /// libxml2's character type, said here so that users of this header need not have libxml2's own.
 using xmlChar = unsigned char;
@@ -47,6 +48,9 @@ public:
     /// The same for a document in memory that the caller gives away: it is wiped and released as soon as libxml2 has
     /// made its own copy, so that a large one does not stand in memory twice.
     std::uint32_t startParser(std::string&& document);
+
+    /// The same for a document in memory, with somebody who watches what the sink is given.
+    std::uint32_t startWatchedParser(const std::string& document, XmlWatcher& watcher);
 
     /// For a sink, while it handles an event: how far libxml2 has read. At a start tag and its attributes that is right
     /// behind the last attribute or the name, at an end tag behind its ">", so that the tag's "<" is the last one

@@ -15,6 +15,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Files.h"
 #include "tests/vpn/Common/Xml/RecordingSink.h"
+#include "vpn/Common/Xml/XmlWatcher.h"
 
 namespace {
 
@@ -464,6 +465,58 @@ TEST(QrnSaxParser, withoutAParseThereIsNoPosition)
     eventsOf("<a/>");
     EXPECT_EQ(QrnSaxParser::position().line, 0);
     EXPECT_EQ(QrnSaxParser::position().offset, 0U);
+}
+
+/** Takes down what it sees, and notes where the sink comes in. */
+class Witness final : public XmlWatcher, public XmlMgr
+{
+public:
+    void addElement(const std::string& name) override { events.push_back("element " + name); }
+    void endElement(const std::string&) override {}
+    void setElementValue(const std::string& value) override { events.push_back("text [" + value + "]"); }
+    void addAttribute(const std::string& name, const std::string&) override { events.push_back("attribute " + name); }
+    void seeText(std::string_view run, bool isFromEntity) override
+    {
+        events.push_back((isFromEntity ? "entity [" : "run [") + std::string(run) + "]");
+    }
+    void seeAttribute(std::string_view name, std::string_view value) override
+    {
+        events.push_back("saw " + std::string(name) + " [" + std::string(value) + "]");
+    }
+
+    Events events;
+};
+
+Events witnessed(const std::string& document)
+{
+    Witness witness;
+    EXPECT_EQ(QrnSaxParser(&witness).startWatchedParser(document, witness), kSuccess) << document;
+    return witness.events;
+}
+
+TEST(QrnSaxParser, aWatcherSeesTextsBeforeTheyAreTrimmed)
+{
+    EXPECT_THAT(witnessed("<a> x &amp; y</a>"),
+                ElementsAre("element a", "run [ x ]", "text [x]", "run [&]", "text [&]", "run [ y]", "text [y]"));
+}
+
+TEST(QrnSaxParser, aWatcherSeesAttributesBeforeTheyAreTrimmed)
+{
+    EXPECT_THAT(witnessed("<a b=' c ' d='e'/>"),
+                ElementsAre("element a", "attribute b", "attribute d", "saw b [ c ]", "saw d [e]"));
+}
+
+TEST(QrnSaxParser, aWatcherIsToldWhatComesOutOfAnEntity)
+{
+    EXPECT_THAT(witnessed("<!DOCTYPE a [<!ENTITY e 'x'>]><a>y&e;&e;</a>"),
+                ElementsAre("element a", "run [y]", "text [y]", "entity [x]", "text [x]", "entity [x]", "text [x]"));
+}
+
+TEST(QrnSaxParser, aWatchedParseFailsAsAnyOther)
+{
+    Witness witness;
+    EXPECT_EQ(QrnSaxParser(&witness).startWatchedParser(" \n", witness), kFailed);
+    EXPECT_EQ(QrnSaxParser(&witness).startWatchedParser("<a>", witness), kFailed);
 }
 
 TEST(QrnSaxParser, exhaustedMemoryInTheSinkReachesTheCaller)

@@ -1,0 +1,3 @@
+#include "vpn/Common/Xml/XmlWatcher.h"
+
+XmlWatcher::~XmlWatcher() = default;
