@@ -62,7 +62,10 @@ CLI::Option* addTexts(CLI::App& command, const std::string& name, std::vector<st
         std::transform(results.begin(), results.end(), std::back_inserter(values), unguarded);
         return true;
     };
-    return command.add_option(name, take, description)->option_text("...")->expected(-1);
+    return command.add_option(name, take, description)
+        ->option_text("...")
+        ->expected(1, CLI::detail::expected_max_vector_size)
+        ->allow_extra_args();
 }
 
 } // namespace ctl

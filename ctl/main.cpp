@@ -1,4 +1,5 @@
 #include "ctl/CommandLine.h"
+#include "ctl/Commands.h"
 #include "ctl/Invocation.h"
 #include "ctl/Streams.h"
 
@@ -40,7 +41,7 @@ void addChoice(CLI::App& program, const std::string& name, Value& value,
 }
 
 /// In the order in which --help lists them.
-const std::vector<AddCommand> kCommands{};
+const std::vector<AddCommand> kCommands{addLint};
 
 void addOptions(CLI::App& program, Options& options)
 {

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "ctl/Invocation.h"
+
+namespace CLI {
+class App;
+} // namespace CLI
+
+namespace ctl {
+
+/// Each adds one command, with its options, to the program; see Invocation.
+void addLint(CLI::App& program, Invocation& invocation);
+
+} // namespace ctl
