@@ -192,36 +192,33 @@ CInstalledManifestInfo::CInstalledManifestInfo(const std::string& path, std::ist
 void CInstalledManifestInfo::AddInstalledEntry(const std::string& fileId, ManifestFileType type,
                                                const std::string& version)
 {
-    const auto found = m_index.find(fileId);
-    if (found != m_index.end()) {
-        found->second->type = type;
-        found->second->version = version;
-        return;
+    Entries::iterator& entry = m_index.place(fileId);
+    if (entry == m_entries.end()) {
+        entry = m_entries.insert(m_entries.end(), {fileId, type, version});
+    } else {
+        entry->type = type;
+        entry->version = version;
     }
-    m_entries.push_back({fileId, type, version});
-    m_index.emplace(m_entries.back().fileId, std::prev(m_entries.end()));
 }
 
 void CInstalledManifestInfo::RemoveInstalledEntry(const std::string& fileId)
 {
-    const auto found = m_index.find(fileId);
-    if (found != m_index.end()) {
-        const auto entry = found->second;
-        m_index.erase(found);
+    const auto entry = m_index.take(fileId);
+    if (entry != m_entries.end()) {
         m_entries.erase(entry);
     }
 }
 
 std::string CInstalledManifestInfo::GetInstalledVersion(const std::string& fileId) const
 {
-    const auto found = m_index.find(fileId);
-    return found == m_index.end() ? std::string() : found->second->version;
+    const auto entry = m_index.find(fileId);
+    return entry == m_entries.end() ? std::string() : entry->version;
 }
 
 ManifestFileType CInstalledManifestInfo::GetInstalledType(const std::string& fileId) const
 {
-    const auto found = m_index.find(fileId);
-    return found == m_index.end() ? eFileTypeNone : found->second->type;
+    const auto entry = m_index.find(fileId);
+    return entry == m_entries.end() ? eFileTypeNone : entry->type;
 }
 
 std::list<std::pair<std::string, std::string>> CInstalledManifestInfo::GetInstalledEntries() const
@@ -298,10 +295,12 @@ void CInstalledManifestInfo::indexEntries()
     m_index.reserve(m_entries.size());
     for (auto next = m_entries.begin(); next != m_entries.end();) {
         const auto entry = next++;
-        const auto [known, isNew] = m_index.try_emplace(entry->fileId, entry);
-        if (!isNew) {
-            known->second->type = entry->type;
-            known->second->version = std::move(entry->version);
+        Entries::iterator& known = m_index.place(entry->fileId);
+        if (known == m_entries.end()) {
+            known = entry;
+        } else {
+            known->type = entry->type;
+            known->version = std::move(entry->version);
             m_entries.erase(entry);
         }
     }

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "vpn/Common/InstalledManifestEntry.h"
+#include "vpn/Common/InstalledManifestIndex.h"
 #include "vpn/Common/ManifestFileType.h"
 
 #include <cstdint>
 #include <iosfwd>
 #include <list>
 #include <string>
-#include <string_view>
-#include <unordered_map>
 #include <utility>
 
 class CInstalledManifestReader;
@@ -54,24 +54,7 @@ enum class InstalledManifestState
 class CInstalledManifestInfo
 {
 public:
-    struct InstalledManifestEntry
-    {
-        /// The key, compared byte for byte.
-        std::string fileId;
-        ManifestFileType type = eFileTypeNone;
-        std::string version;
-
-        /// True for entries with one file id.
-        class FileIdEquals
-        {
-        public:
-            explicit FileIdEquals(std::string fileId) : m_fileId(std::move(fileId)) {}
-            bool operator()(const InstalledManifestEntry& entry) const { return entry.fileId == m_fileId; }
-
-        private:
-            std::string m_fileId;
-        };
-    };
+    using InstalledManifestEntry = ::InstalledManifestEntry;
 
     /// Loads the store of an install root. An absent file is an empty store; so is one that cannot be read, has an
     /// unsupported version or breaks off inside a record's texts, which is logged. Up to three stray bytes at the end
@@ -149,7 +132,6 @@ private:
 
     std::string m_path;
     Entries m_entries;
-    /// Where each entry stands, by its file id. The keys are the entries' own texts, which a list never moves.
-    std::unordered_map<std::string_view, Entries::iterator> m_index;
+    CInstalledManifestIndex m_index{m_entries};
     InstalledManifestState m_state = InstalledManifestState::Absent;
 };

@@ -1071,6 +1071,39 @@ TEST_F(InstalledManifestInfo, keepsTheSecondTypeAndVersionOfAnIdAtItsFirstPlace)
     expectNothingLogged();
 }
 
+// A reference into the store, and a change that moves or frees what it refers to.
+
+TEST_F(InstalledManifestInfo, recordsWhatItsOwnEntriesReferTo)
+{
+    CInstalledManifestInfo store(eCurrentDataPath);
+    add(store, kThree);
+    const Entry& core = store.GetEntries().front();
+    for (int i = 0; i < 100; ++i) {
+        store.AddInstalledEntry(std::to_string(i), core.type, core.fileId);
+    }
+    EXPECT_EQ(store.GetInstalledVersion("99"), "core");
+    store.AddInstalledEntry(core.version, core.type, core.version);
+    EXPECT_EQ(store.GetInstalledVersion("5.1.2.42"), "5.1.2.42");
+    store.AddInstalledEntry(core.fileId, eFileTypeRpm, core.version);
+    EXPECT_EQ(store.GetInstalledVersion("core"), "5.1.2.42");
+    store.AddInstalledEntry(core.fileId, eFileTypeRpm, core.fileId);
+    EXPECT_EQ(store.GetInstalledVersion("core"), "core");
+}
+
+TEST_F(InstalledManifestInfo, removesWhatItsOwnEntriesReferTo)
+{
+    CInstalledManifestInfo store(eCurrentDataPath);
+    // Too long to stand inside the string itself: freed with the entry.
+    const std::string longId(100, 'i');
+    store.AddInstalledEntry(longId, eFileTypeExe, "1");
+    add(store, kThree);
+    store.RemoveInstalledEntry(store.GetEntries().front().fileId);
+    EXPECT_EQ(store.GetInstalledType(longId), 0U);
+    EXPECT_EQ(store.GetEntries().size(), 3U);
+    store.RemoveInstalledEntry(store.GetEntries().back().fileId);
+    EXPECT_THAT(store.GetInstalledEntries(), ElementsAre(Pair("core", "5.1.2.42"), Pair("posture", "4")));
+}
+
 TEST_F(InstalledManifestInfo, hasTwoEntriesForIdsThatDifferInLetterCase)
 {
     CInstalledManifestInfo store(eCurrentDataPath);
