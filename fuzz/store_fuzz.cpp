@@ -8,10 +8,12 @@
 #include "fuzz/support/Require.h"
 #include "fuzz/support/SmallFile.h"
 #include "vpn/Common/InstalledManifestInfo.h"
+#include "vpn/Common/InstalledManifestReader.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <optional>
+#include <sstream>
 #include <vector>
 
 namespace {
@@ -80,17 +82,29 @@ private:
     std::size_t m_taken = 0;
 };
 
-Entries loaded(const std::string& file)
+/// What comes of loading a file.
+struct Loaded
+{
+    Entries entries;
+    InstalledManifestState state = InstalledManifestState::Damaged;
+};
+
+Loaded loaded(const std::string& file)
 {
     Entries entries;
     Bytes bytes(file);
     const auto major = bytes.number();
     const auto minor = bytes.number();
-    if (!major || !minor || *major > 1 || (*major == 1 && *minor != 0)) {
+    if (!major || !minor) {
         return {};
     }
+    if (*major > 1 || (*major == 1 && *minor != 0)) {
+        return {{}, InstalledManifestState::Unsupported};
+    }
+    auto state = InstalledManifestState::Good;
     while (const auto type = bytes.number()) {
         if (findFileKind(*type) == nullptr) {
+            state = InstalledManifestState::Damaged;
             continue;
         }
         const auto version = bytes.text();
@@ -102,7 +116,7 @@ Entries loaded(const std::string& file)
             record(entries, {*id, *type, *version});
         }
     }
-    return entries;
+    return {entries, state};
 }
 
 void append(std::string& file, std::uint32_t number)
@@ -154,6 +168,37 @@ void requireSame(const CInstalledManifestInfo& store, const Entries& entries)
     }
 }
 
+/// The reader's steps cover the file's bytes from the header on, each once, up to the end or to what cannot be read.
+void requireEveryByteRead(const std::string& file)
+{
+    using Step = CInstalledManifestReader::Step;
+    std::istringstream stream(file);
+    CInstalledManifestReader reader(stream);
+    if (!reader.readHeader()) {
+        require(reader.offset() == file.size() && file.size() < 8, "a header is cut only where the file ends");
+        return;
+    }
+    InstalledManifestRecord record;
+    for (;;) {
+        const std::uint64_t begin = reader.offset();
+        const Step step = reader.next(record);
+        require(record.offset == begin, "a record begins where the one before it ends");
+        require(reader.offset() <= file.size(), "no byte behind the file is read");
+        if (step == Step::Failed) {
+            const auto& failure = reader.failure();
+            require(failure.offset >= begin + 4 && failure.offset <= file.size(), "a failure lies in its record");
+            require(failure.error == 0, "no system call has failed");
+            return;
+        }
+        if (step == Step::End) {
+            require(reader.offset() == file.size() && file.size() - begin < 4, "all bytes but stray ones are read");
+            return;
+        }
+        const std::uint64_t size = step == Step::UnknownType ? 4 : 12 + record.version.count + record.fileId.count;
+        require(reader.offset() == begin + size, "a record is as long as its fields");
+    }
+}
+
 void edit(CInstalledManifestInfo& store, Entries& entries, const std::string& line)
 {
     Input words(reinterpret_cast<const std::uint8_t*>(line.data()), line.size());
@@ -192,9 +237,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string file = input.rest();
     obg::fuzz::writeFile(kStore, file);
 
+    requireEveryByteRead(file);
+
     CInstalledManifestInfo store(eLegacyDataPath);
-    Entries entries = loaded(file);
+    auto [entries, state] = loaded(file);
     requireSame(store, entries);
+    require(store.GetState() == state, "the model's state");
     for (const std::string& line : edits) {
         edit(store, entries, line);
     }
@@ -203,7 +251,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(store.WriteFile() == 0, "the store can be written");
     const std::optional<std::string> expected = written(entries);
     require(obg::fuzz::readFile(kStore) == expected, "the file's bytes");
-    entries = loaded(expected.value_or(std::string()));
+    require(!expected || store.GetFileBytes() == *expected, "the same bytes without the file");
+    entries = loaded(expected.value_or(std::string())).entries;
     requireSame(CInstalledManifestInfo(eLegacyDataPath), entries);
     const auto core = find(entries, "VPNCore");
     // Looked at only then: this question loads the file once more.

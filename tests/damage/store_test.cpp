@@ -135,15 +135,26 @@ std::vector<ModelEntry> entriesOf(const CInstalledManifestInfo& store)
     return entries;
 }
 
+/** The state of a store that could be read. */
+InstalledManifestState stateOf(const ModelStore& model)
+{
+    if (model.logged.empty()) {
+        return InstalledManifestState::Good;
+    }
+    const bool isOtherVersion = model.logged[0].text.find("Unsupported manifest version") != std::string::npos;
+    return isOtherVersion ? InstalledManifestState::Unsupported : InstalledManifestState::Damaged;
+}
+
 class StoreDamage : public InstallRootsTest, public ::testing::WithParamInterface<Subject>
 {
 protected:
-    /** Loads the store at the current path and holds entries and log against the model. */
-    void expectLoadedAs(const ModelStore& model)
+    /** Loads the store at the current path and holds entries, state and log against the model. */
+    void expectLoadedAs(const ModelStore& model, InstalledManifestState state)
     {
         m_log.clear();
         const CInstalledManifestInfo store(eCurrentDataPath);
         EXPECT_EQ(entriesOf(store), model.entries);
+        EXPECT_EQ(store.GetState(), state);
         EXPECT_THAT(m_log.records(), ElementsAreArray(recordsOf(model)));
     }
 
@@ -156,7 +167,7 @@ TEST_P(StoreDamage, ofNothingLoadsEveryKeptRecord)
     const ModelStore model = modelLoad(GetParam().bytes);
     EXPECT_EQ(model.logged.size(), 0U);
     EXPECT_GE(model.entries.size(), 2U);
-    expectLoadedAs(model);
+    expectLoadedAs(model, InstalledManifestState::Good);
 }
 
 TEST_P(StoreDamage, ofEveryKindLoadsAndLogsWhatTheModelSays)
@@ -165,7 +176,8 @@ TEST_P(StoreDamage, ofEveryKindLoadsAndLogsWhatTheModelSays)
     for (const auto& [name, bytes] : damages(GetParam())) {
         SCOPED_TRACE(name);
         writeFile(currentStore(), bytes);
-        expectLoadedAs(modelLoad(bytes));
+        const ModelStore model = modelLoad(bytes);
+        expectLoadedAs(model, stateOf(model));
         EXPECT_EQ(toHex(readFile(currentStore())), toHex(bytes));
     }
 }
@@ -179,7 +191,7 @@ TEST_P(StoreDamage, byABadSectorAtAnyByteLosesTheWholeStore)
         const ModelStore model = modelLoad(whole.substr(0, readable), Behind::BadSector);
         EXPECT_EQ(model.entries.size(), 0U);
         const FailingReads failing(readable, EIO);
-        expectLoadedAs(model);
+        expectLoadedAs(model, InstalledManifestState::Unreadable);
     }
 }
 
