@@ -701,14 +701,13 @@ def enter_private_machine():
     """Runs this script again in a mount namespace of its own, as root there."""
     if os.environ.get("OBG_PRIVATE_MACHINE") == "yes":
         return
-    options = ["--mount"] if os.geteuid() == 0 else ["--mount", "--map-root-user"]
     os.environ["OBG_PRIVATE_MACHINE"] = "yes"
-    os.execvp("unshare", ["unshare", *options, sys.executable, *sys.argv])
+    private = Path(__file__).resolve().parents[2] / "script/private"
+    os.execv(private, [private, sys.executable, *sys.argv])
 
 
 def lay_private_machine():
     """Covers every folder that the packages or the package systems write to."""
-    run("mount", "-t", "tmpfs", "obg", "/opt")
     SCRATCH.mkdir()
     if Dpkg.database.exists():
         run("mount", "-t", "tmpfs", "obg", Dpkg.database)

@@ -6,10 +6,7 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 
-#include <fcntl.h>
-#include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -18,50 +15,13 @@
 #include <gmock/gmock.h>
 
 #include "tests/support/Files.h"
+#include "tests/support/PrivateMounts.h"
 
 namespace obg::test {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-bool s_entered = false;
-
-bool writeProcFile(const char* path, const std::string& text)
-{
-    std::ofstream stream(path);
-    stream << text;
-    stream.close();
-    return stream.good();
-}
-
-/** Maps the user to 0 in the new user namespace, so that it may mount there. */
-bool becomeRootOfNamespace(uid_t uid, gid_t gid)
-{
-    return writeProcFile("/proc/self/setgroups", "deny") &&
-           writeProcFile("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1") &&
-           writeProcFile("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
-}
-
-bool enterNamespaces()
-{
-    const uid_t uid = getuid();
-    const gid_t gid = getgid();
-    if (geteuid() == 0) {
-        return unshare(CLONE_NEWNS) == 0;
-    }
-    return unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 && becomeRootOfNamespace(uid, gid);
-}
-
-/** False, with errno set, where the kernel refuses; nothing has been written to the machine then. */
-bool enterPrivateMachine()
-{
-    s_entered = enterNamespaces() && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                mount("tmpfs", "/opt", "tmpfs", MS_NOSUID | MS_NODEV, "mode=755") == 0;
-    return s_entered;
-}
-
-} // namespace
+static bool s_entered = false;
 
 std::string currentStore()
 {
@@ -201,7 +161,8 @@ int main(int argc, char** argv)
     if (GTEST_FLAG_GET(list_tests)) {
         return RUN_ALL_TESTS();
     }
-    if (!obg::test::enterPrivateMachine()) {
+    obg::test::s_entered = obg::test::enterPrivateMounts();
+    if (!obg::test::s_entered) {
         std::fprintf(stderr, "the tests need a private mount namespace, and the kernel refuses it: %s\n",
                      std::strerror(errno));
         return EXIT_FAILURE;

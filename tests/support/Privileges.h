@@ -28,4 +28,10 @@ private:
  */
 bool dropPrivilegesForGood();
 
+/**
+ * From now on the kernel refuses mount() and unshare() with EPERM, as it does in a container, for this process and all
+ * that it starts. False when it will not. Async-signal-safe.
+ */
+bool refuseMountsForGood();
+
 } // namespace obg::test

@@ -154,6 +154,18 @@ ToolRun& ToolRun::folder(std::string path)
     return *this;
 }
 
+ToolRun& ToolRun::root(std::string path)
+{
+    m_root = std::move(path);
+    return *this;
+}
+
+ToolRun& ToolRun::withoutMounts()
+{
+    m_withoutMounts = true;
+    return *this;
+}
+
 ToolRun& ToolRun::timeout(std::chrono::milliseconds limit)
 {
     m_timeout = limit;
@@ -173,12 +185,14 @@ void ToolRun::execute(int out, int err) const
 
     bool ready = dup2(open("/dev/null", O_RDONLY), STDIN_FILENO) >= 0 && dup2(out, STDOUT_FILENO) >= 0 &&
                  dup2(err, STDERR_FILENO) >= 0;
+    ready = ready && (m_root.empty() || (chroot(m_root.c_str()) == 0 && chdir("/") == 0));
     ready = ready && (m_folder.empty() || chdir(m_folder.c_str()) == 0);
     for (const auto& [resource, value] : m_limits) {
         const rlimit both{value, value};
         ready = ready && setrlimit(static_cast<__rlimit_resource_t>(resource), &both) == 0;
     }
     ready = ready && (!m_withoutPrivileges || dropPrivilegesForGood());
+    ready = ready && (!m_withoutMounts || refuseMountsForGood());
     if (ready) {
         execvp(m_program.c_str(), argv.data());
     }

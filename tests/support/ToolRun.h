@@ -79,6 +79,12 @@ public:
     /** Starts the program in this folder. */
     ToolRun& folder(std::string path);
 
+    /** Starts the program with this folder as its root; the folders and paths given here are looked up there. */
+    ToolRun& root(std::string path);
+
+    /** The kernel refuses to mount anything or to make a namespace, as it does in a container. */
+    ToolRun& withoutMounts();
+
     /** How long the program may take before it is killed and the test fails; 30 seconds when not set. */
     ToolRun& timeout(std::chrono::milliseconds limit);
 
@@ -91,10 +97,12 @@ private:
     std::string m_program;
     std::string m_name;
     std::string m_folder;
+    std::string m_root;
     std::vector<std::pair<int, rlim_t>> m_limits;
     std::map<std::string, std::string> m_environment;
     std::chrono::milliseconds m_timeout{std::chrono::seconds{30}};
     bool m_withoutPrivileges = false;
+    bool m_withoutMounts = false;
 };
 
 } // namespace obg::test

@@ -1,5 +1,6 @@
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 
 #include <sys/stat.h>
@@ -8,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/support/Bytes.h"
+#include "tests/support/Chroot.h"
 #include "tests/support/Files.h"
 #include "tests/support/LogTexts.h"
 #include "tests/support/PrivateMachine.h"
@@ -17,6 +19,7 @@
 namespace obg::test {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::Not;
 
 namespace {
@@ -45,6 +48,19 @@ TEST(PrivateMachine, resetEmptiesTheInstallRoots)
     EXPECT_FALSE(pathExists("/opt/orvanta/tessellink/VPNManifest.dat"));
     EXPECT_FALSE(pathExists("/opt/stray"));
     EXPECT_TRUE(pathExists("/opt/orvanta/tessellink"));
+}
+
+TEST(PrivateMachine, isEnteredInAChrootWhoseRootIsNoMountPointAndNoMountLeavesIt)
+{
+    const Chroot machine;
+    const std::string before = machine.mounts();
+    const std::string self = std::filesystem::read_symlink("/proc/self/exe");
+    const ToolResult result =
+        ToolRun({"--gtest_filter=PrivateMachine.*Roots"}).program(self).root(machine.path()).run();
+    EXPECT_EQ(result.exitStatus, 0) << result.out << result.err;
+    EXPECT_THAT(result.out, HasSubstr("2 tests"));
+    EXPECT_EQ(machine.mounts(), before);
+    EXPECT_TRUE(std::filesystem::is_empty(machine.path() + "/opt"));
 }
 
 TEST(PrivateMachine, runsInUtc)

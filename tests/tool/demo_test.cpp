@@ -1,5 +1,11 @@
+#include <filesystem>
 #include <sstream>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tests/support/Chroot.h"
+#include "tests/support/Files.h"
 #include "tests/support/Paths.h"
 #include "tests/tool/ToolTest.h"
 
@@ -10,6 +16,7 @@ namespace {
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::StartsWith;
 
 /** Runs the steps of script/demo, not its build, once for all tests. */
 const ToolResult& demo()
@@ -41,6 +48,12 @@ std::string shown(std::string id, std::string kind, const std::string& version)
     id.resize(20, ' ');
     kind.resize(8, ' ');
     return "  " + id + " " + kind + " " + version + "\n";
+}
+
+/** The steps of script/demo with MACHINE as the root. */
+ToolRun demoIn(const Chroot& machine)
+{
+    return ToolRun({"--steps", OBG_TEST_PROGRAMS}).program(sourceTree() + "/script/demo").root(machine.path());
 }
 
 class Demo : public InstallRootsTest
@@ -116,6 +129,90 @@ TEST_F(Demo, failsAndSaysWhyWhenThereIsNothingToShow)
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err, "script/demo: /nonexistent does not hold the programs\n");
+}
+
+TEST_F(Demo, runsInAChrootWhoseRootIsNoMountPointAndNoMountLeavesIt)
+{
+    const Chroot machine;
+    const std::string before = machine.mounts();
+    const ToolResult result = demoIn(machine).run();
+    EXPECT_THAT(result.out, EndsWith(": this machine was left untouched.\n"));
+    EXPECT_EQ(result.exitStatus, 0) << result.err;
+    EXPECT_EQ(machine.mounts(), before);
+}
+
+TEST_F(Demo, borrowsTheOptOfAContainerThatMayNotMountAndGivesItBack)
+{
+    const Chroot machine;
+    writeFile(machine.path() + "/run/.containerenv", "");
+    const ToolResult result = demoIn(machine).withoutMounts().run();
+    EXPECT_THAT(result.out, StartsWith("This container may not make a private view of /opt."));
+    EXPECT_THAT(result.out, HasSubstr("\n5. Meet a broken manifest\n"));
+    EXPECT_THAT(result.out, EndsWith(": the /opt of this container is as it was.\n"));
+    EXPECT_EQ(result.exitStatus, 0) << result.err;
+    EXPECT_FALSE(pathExists(machine.path() + "/opt/orvanta"));
+    EXPECT_TRUE(pathExists(machine.path() + "/opt"));
+}
+
+TEST_F(Demo, takesTheOptAwayThatAContainerDidNotHave)
+{
+    const Chroot machine;
+    writeFile(machine.path() + "/.dockerenv", "");
+    ASSERT_EQ(rmdir((machine.path() + "/opt").c_str()), 0);
+    const ToolResult result = demoIn(machine).withoutMounts().run();
+    EXPECT_EQ(result.exitStatus, 0) << result.err;
+    EXPECT_FALSE(pathExists(machine.path() + "/opt"));
+}
+
+TEST_F(Demo, givesTheOptOfAContainerBackWhenItIsInterrupted)
+{
+    const Chroot machine;
+    writeFile(machine.path() + "/.dockerenv", "");
+    std::filesystem::create_directories(machine.path() + "/run/programs/examples");
+    for (const char* program : {"/run/programs/obg_manifesttool", "/run/programs/examples/show_store"}) {
+        writeFile(machine.path() + program, "#!/bin/sh\ntouch /run/started\nkill -s INT 0\nexec sleep 60\n");
+        ASSERT_EQ(chmod((machine.path() + program).c_str(), 0755), 0);
+    }
+    const ToolResult result = ToolRun({sourceTree() + "/script/demo", "--steps", "/run/programs"})
+                                  .program("setsid") // the signal is for its process group
+                                  .root(machine.path())
+                                  .withoutMounts()
+                                  .run();
+    EXPECT_TRUE(pathExists(machine.path() + "/run/started"));
+    EXPECT_EQ(result.exitStatus, 130);
+    EXPECT_FALSE(pathExists(machine.path() + "/opt/orvanta"));
+}
+
+TEST_F(Demo, borrowsNothingWhereTheClientIsInstalled)
+{
+    const Chroot machine;
+    writeFile(machine.path() + "/.dockerenv", "");
+    std::filesystem::create_directories(machine.path() + "/opt/orvanta");
+    const ToolResult result = demoIn(machine).withoutMounts().run();
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_THAT(result.err, HasSubstr("refuses a private mount namespace"));
+    EXPECT_TRUE(std::filesystem::is_empty(machine.path() + "/opt/orvanta"));
+}
+
+TEST_F(Demo, borrowsNothingFromWhatIsNoContainer)
+{
+    const Chroot machine;
+    const ToolResult result = demoIn(machine).withoutMounts().run();
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_THAT(result.err, HasSubstr("refuses a private mount namespace"));
+    EXPECT_FALSE(pathExists(machine.path() + "/opt/orvanta"));
+}
+
+TEST(TestCommand, endsAtOnceWhereItMayNotMountWithTheCommandThatStartsAContainer)
+{
+    const ToolResult result = ToolRun({"-R", "Demo"}).program(sourceTree() + "/script/test").withoutMounts().run();
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err,
+              "script/test: this system refuses the private mount namespace that the tests run in. Here is one that "
+              "does not:\n"
+              "  docker run --rm -it --cap-add SYS_ADMIN --security-opt apparmor=unconfined -v '" +
+                  sourceTree() + ":/obg' -w /obg debian:12 script/test -R Demo\n");
 }
 
 } // namespace
