@@ -64,6 +64,7 @@ CLI::Option* addTexts(CLI::App& command, const std::string& name, std::vector<st
     };
     return command.add_option(name, take, description)
         ->option_text("...")
+        ->take_all()
         ->expected(1, CLI::detail::expected_max_vector_size)
         ->allow_extra_args();
 }

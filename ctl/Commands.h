@@ -9,6 +9,10 @@ class App;
 namespace ctl {
 
 /// Each adds one command, with its options, to the program; see Invocation.
+void addCheck(CLI::App& program, Invocation& invocation);
+void addDiff(CLI::App& program, Invocation& invocation);
+void addFacts(CLI::App& program, Invocation& invocation);
 void addLint(CLI::App& program, Invocation& invocation);
+void addList(CLI::App& program, Invocation& invocation);
 
 } // namespace ctl

@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <array>
 #include <cerrno>
 #include <exception>
 #include <sstream>
@@ -14,8 +15,6 @@
 using namespace ctl; // NOLINT(google-build-using-namespace): this is the program that the namespace is about
 
 namespace {
-
-using AddCommand = void (*)(CLI::App& program, Invocation& invocation);
 
 /// Adds an option that takes one of these words.
 template <typename Value>
@@ -41,7 +40,7 @@ void addChoice(CLI::App& program, const std::string& name, Value& value,
 }
 
 /// In the order in which --help lists them.
-const std::vector<AddCommand> kCommands{addLint};
+constexpr std::array kCommands{addList, addCheck, addDiff, addLint, addFacts};
 
 void addOptions(CLI::App& program, Options& options)
 {
@@ -83,7 +82,7 @@ Outcome outcomeOf(int argc, char** argv)
     program.require_subcommand(1);
     program.fallthrough();
     addOptions(program, invocation.options);
-    for (const AddCommand add : kCommands) {
+    for (const auto add : kCommands) {
         add(program, invocation);
     }
     try {

@@ -1,8 +1,11 @@
 """What holds for every command: help, the version, usage, and what becomes of output that cannot be written."""
 
 import os
+import pty
+import subprocess
 
 import harness
+from harness import SCRATCH, STORE, WITHOUT_RIGHTS, store_bytes
 
 
 class EverywhereTest(harness.CtlTest):
@@ -43,9 +46,182 @@ class EverywhereTest(harness.CtlTest):
         os.close(writing)
         self.assertRun(run, 2, err="obg_manifestctl: cannot write to standard output: Broken pipe\n")
 
+    def test_options_may_stand_behind_the_command_too(self):
+        STORE.write_bytes(STORE_BYTES)
+        self.assertEqual(self.ctl("list", "--format", "json", status=0).out, self.ctl("--format", "json", "list").out)
+
+    def test_sarif_is_for_lint_alone(self):
+        self.assertRun(self.ctl("--format", "sarif", "list"), 2,
+                       err="obg_manifestctl: the format sarif is for lint alone\n")
+
+    def test_each_command_has_a_help(self):
+        for command in ("list", "check", "diff", "facts"):
+            run = self.ctl(command, "--help", status=0)
+            self.assertIn(f"Usage: obg_manifestctl {command}", run.out)
+            self.assertEqual(run.err, "")
+
+    def test_a_result_that_cannot_be_written_is_2(self):
+        STORE.write_bytes(STORE_BYTES)
+        for command in (["list"], ["check"], ["facts"], ["--format", "json", "list"]):
+            with self.subTest(command), open("/dev/full", "wb") as full:
+                self.assertRun(self.ctl(*command, stdout=full), 2, err=(
+                    "obg_manifestctl: cannot write to standard output: No space left on device\n"))
+
     def test_a_closed_standard_output_is_2(self):
         run = self.ctl("-c", 'exec "$0" --version >&-', harness.CTL, program="sh")
         self.assertRun(run, 2, err="obg_manifestctl: cannot write to standard output: Bad file descriptor\n")
+
+
+STORE_BYTES = store_bytes(("core", "exe", "1"))
+LOOKING = [["list"], ["check"], ["facts"], ["list", "--kind", "exe"]]
+
+
+class PlacesTest(harness.CtlTest):
+    """Where stores are looked for."""
+
+    def image(self):
+        """A machine below SCRATCH/image, its current install root laid out."""
+        root = SCRATCH / "image/opt/orvanta/brightgate"
+        root.mkdir(parents=True)
+        return root
+
+    def test_root_moves_the_stores_and_shows_in_paths(self):
+        (self.image() / "VPNManifest.dat").write_bytes(STORE_BYTES)
+        self.assertRun(self.ctl("--root", "image", "list"), 0, "core  exe  1\n")
+        document = self.json("--root", f"{SCRATCH}/image/", "list")
+        self.assertEqual(document["store"]["path"], f"{SCRATCH}/image/opt/orvanta/brightgate/VPNManifest.dat")
+        self.assertRun(self.ctl("list"), 0)
+
+    def test_root_and_legacy_go_together(self):
+        legacy = SCRATCH / "image/opt/orvanta/tessellink"
+        legacy.mkdir(parents=True)
+        (legacy / "VPNManifest.dat").write_bytes(STORE_BYTES)
+        self.assertRun(self.ctl("--root", "image", "--legacy", "list"), 0, "core  exe  1\n")
+
+    def test_a_root_that_is_the_machine_itself_changes_nothing(self):
+        STORE.write_bytes(STORE_BYTES)
+        self.assertEqual(self.json("--root", "/", "list")["store"]["path"], str(STORE))
+
+    def test_store_is_not_looked_up_below_the_root(self):
+        (SCRATCH / "store").write_bytes(STORE_BYTES)
+        self.assertRun(self.ctl("--root", "image", "--store", "store", "list"), 0, "core  exe  1\n")
+        self.assertEqual(self.json("--store", "store", "list")["store"]["path"], "store")
+
+    def test_an_absolute_link_inside_the_root_stays_inside(self):
+        (self.image() / "VPNManifest.dat").symlink_to("/data/store")
+        (SCRATCH / "image/data").mkdir()
+        (SCRATCH / "image/data/store").write_bytes(STORE_BYTES)
+        self.assertRun(self.ctl("--root", "image", "list"), 0, "core  exe  1\n")
+
+    def test_no_link_leads_out_of_the_root(self):
+        (SCRATCH / "outside").write_bytes(STORE_BYTES)
+        link = self.image() / "VPNManifest.dat"
+        for target in ("../../../../../../../../../../outside", str(SCRATCH / "outside"), "../../../../outside"):
+            with self.subTest(target):
+                link.symlink_to(target)
+                self.assertRun(self.ctl("--root", "image", "list"), 0)
+                link.unlink()
+
+    def test_dots_in_a_link_end_at_the_root(self):
+        (self.image() / "VPNManifest.dat").symlink_to("../../../../../../../../../../inside")
+        (SCRATCH / "image/inside").write_bytes(STORE_BYTES)
+        self.assertRun(self.ctl("--root", "image", "list"), 0, "core  exe  1\n")
+
+    def test_a_link_in_the_middle_of_the_path_is_followed_inside(self):
+        (SCRATCH / "image/usr/brightgate").mkdir(parents=True)
+        (SCRATCH / "image/usr/brightgate/VPNManifest.dat").write_bytes(STORE_BYTES)
+        (SCRATCH / "image/opt/orvanta").mkdir(parents=True)
+        (SCRATCH / "image/opt/orvanta/brightgate").symlink_to("/usr/brightgate")
+        self.assertRun(self.ctl("--root", "image", "list"), 0, "core  exe  1\n")
+
+    def test_links_in_a_circle_are_2_in_words(self):
+        link = self.image() / "VPNManifest.dat"
+        link.symlink_to("/opt/orvanta/brightgate/VPNManifest.dat")
+        self.assertRun(self.ctl("--root", "image", "list"), 2, err=(
+            "obg_manifestctl: cannot read image/opt/orvanta/brightgate/VPNManifest.dat: "
+            "Too many levels of symbolic links; obg_manifestctl check tells more\n"))
+
+    def test_without_a_root_a_link_is_followed_as_everywhere(self):
+        (SCRATCH / "elsewhere").write_bytes(STORE_BYTES)
+        STORE.symlink_to(SCRATCH / "elsewhere")
+        self.assertRun(self.ctl("list"), 0, "core  exe  1\n")
+
+
+class LookingTest(harness.CtlTest):
+    """Commands that read need no rights but to read, and create nothing."""
+
+    def test_a_store_of_mode_0644_is_read_without_rights(self):
+        STORE.write_bytes(STORE_BYTES)
+        STORE.chmod(0o644)
+        for folder in (STORE.parent, SCRATCH):
+            folder.chmod(0o555)
+        for command in LOOKING:
+            with self.subTest(command):
+                self.assertEqual(self.ctl(*command, before=WITHOUT_RIGHTS, status=0).err, "")
+
+    def test_a_read_only_file_system_is_enough(self):
+        STORE.write_bytes(STORE_BYTES)
+        subprocess.run(["mount", "-o", "remount,ro", "/opt"], check=True)
+        try:
+            for command in [*LOOKING, ["diff", str(STORE), str(STORE)]]:
+                with self.subTest(command):
+                    self.assertEqual(self.ctl(*command, cwd="/", status=0).err, "")
+        finally:
+            subprocess.run(["mount", "-o", "remount,rw", "/opt"], check=True)
+
+    def test_no_file_is_created_or_changed(self):
+        STORE.write_bytes(STORE_BYTES[:-1])
+        calls = "trace=open,openat,openat2,creat,mkdir,mkdirat,rename,renameat,renameat2,unlink,unlinkat,link,linkat," \
+                "symlink,symlinkat,mknod,mknodat,truncate,ftruncate,chmod,fchmod,fchmodat,utimensat"
+        for command in (["list"], ["check"], ["facts"], ["diff", str(STORE), str(STORE)]):
+            with self.subTest(command):
+                trace = SCRATCH / "trace"
+                # A sanitizer's search for leaks is not possible in a traced process.
+                self.ctl(*command, before=["strace", "-f", "-qq", "-e", calls, "-o", str(trace)],
+                         env=dict(os.environ, ASAN_OPTIONS="detect_leaks=0"))
+                for line in trace.read_text().splitlines():
+                    if ".gcda" in line or "/proc/self/" in line:
+                        continue
+                    self.assertRegex(line, r"open(at2?)?\(.*O_RDONLY")
+                    self.assertNotIn("O_CREAT", line)
+        self.assertEqual(STORE.read_bytes(), STORE_BYTES[:-1])
+        self.assertEqual(sorted(path.name for path in STORE.parent.iterdir()), ["VPNManifest.dat"])
+
+
+class ColourTest(harness.CtlTest):
+    """Colour only on a terminal and never with NO_COLOR, unless --color says otherwise."""
+
+    def on_a_terminal(self, *arguments, **environment):
+        master, slave = pty.openpty()
+        process = subprocess.Popen([harness.CTL, *arguments], stdin=subprocess.DEVNULL, stdout=slave, stderr=slave,
+                                   env=dict(os.environ, TERM="xterm", **environment))
+        os.close(slave)
+        shown = b""
+        try:
+            while block := os.read(master, 4096):
+                shown += block
+        except OSError:  # How a terminal says that nobody writes to it any more.
+            pass
+        os.close(master)
+        self.assertEqual(process.wait(), 0)
+        return shown
+
+    def test_a_terminal_gets_colour(self):
+        self.assertIn(b"\033[", self.on_a_terminal("check"))
+
+    def test_no_color_is_obeyed(self):
+        self.assertNotIn(b"\033[", self.on_a_terminal("check", NO_COLOR="1"))
+
+    def test_a_pipe_gets_none(self):
+        self.assertNotIn("\033[", self.ctl("check", status=0).out)
+
+    def test_the_option_has_the_last_word(self):
+        self.assertIn(b"\033[", self.on_a_terminal("--color", "always", "check", NO_COLOR="1"))
+        self.assertNotIn(b"\033[", self.on_a_terminal("--color", "never", "check"))
+        self.assertIn("\033[", self.ctl("--color", "always", "check", status=0).out)
+
+    def test_json_never_has_colour(self):
+        self.assertNotIn("\033[", self.ctl("--color", "always", "--format", "json", "check", status=0).out)
 
 
 if __name__ == "__main__":

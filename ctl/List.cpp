@@ -1,0 +1,117 @@
+#include "ctl/CommandLine.h"
+#include "ctl/Commands.h"
+#include "ctl/Json.h"
+#include "ctl/LoadedStore.h"
+#include "ctl/StoreJson.h"
+#include "ctl/Streams.h"
+#include "ctl/Text.h"
+#include "vpn/Common/ManifestFileType.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <fnmatch.h>
+
+namespace ctl {
+
+namespace {
+
+struct Arguments
+{
+    std::vector<std::string> patterns;
+    std::vector<std::string> kinds;
+
+    bool areSelective() const { return !patterns.empty() || !kinds.empty(); }
+};
+
+bool matchesPattern(const Arguments& arguments, const StoreEntry& entry)
+{
+    const std::string id(entry.id);
+    return arguments.patterns.empty() || std::ranges::any_of(arguments.patterns, [&id](const std::string& pattern) {
+               return fnmatch(pattern.c_str(), id.c_str(), 0) == 0;
+           });
+}
+
+bool matchesKind(const Arguments& arguments, const StoreEntry& entry)
+{
+    return arguments.kinds.empty() || std::ranges::find(arguments.kinds, typeWord(entry.type)) != arguments.kinds.end();
+}
+
+std::vector<StoreEntry> selected(const std::vector<StoreEntry>& entries, const Arguments& arguments)
+{
+    std::vector<StoreEntry> matching;
+    std::ranges::copy_if(entries, std::back_inserter(matching), [&arguments](const StoreEntry& entry) {
+        return matchesKind(arguments, entry) && matchesPattern(arguments, entry);
+    });
+    return matching;
+}
+
+std::string asText(const std::vector<StoreEntry>& entries)
+{
+    Table table;
+    for (const StoreEntry& entry : entries) {
+        table.addRow({std::string(entry.id), std::string(typeWord(entry.type)), std::string(entry.version)});
+    }
+    return table.text();
+}
+
+std::string asJson(const LoadedStore& store, const std::vector<StoreEntry>& entries)
+{
+    JsonWriter document("list");
+    Json described;
+    putText(described, "path", store.place().shown);
+    described["state"] = stateWord(store.state());
+    document.member("store", described);
+    document.openArray("entries");
+    for (const StoreEntry& entry : entries) {
+        document.element(entryJson(entry));
+    }
+    document.close();
+    return document.text();
+}
+
+Outcome list(const Options& options, const Arguments& arguments)
+{
+    const Place place = Paths(options).store();
+    const LoadedStore store(place, readFile(place));
+    if (!store.isUsable()) {
+        complainOfState(store);
+        return {ExitStatus::NotDone, {}};
+    }
+    const std::vector<StoreEntry> entries = selected(store.walk().entries, arguments);
+    const bool hasNoMatch = arguments.areSelective() && entries.empty();
+    return {hasNoMatch ? ExitStatus::Something : ExitStatus::Done,
+            options.format == Format::Json ? asJson(store, entries) : asText(entries)};
+}
+
+/// A word that is no kind would never match anything.
+void requireKinds(const std::vector<std::string>& words)
+{
+    for (const std::string& word : words) {
+        if (typeOfWord(word) == eFileTypeNone) {
+            throw CLI::ValidationError("--kind", "there is no kind " + word);
+        }
+    }
+}
+
+} // namespace
+
+void addList(CLI::App& program, Invocation& invocation)
+{
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* command = program.add_subcommand("list", "The entries that a reader of the store gets");
+    addTexts(*command, "PATTERN", arguments->patterns, "Only ids that match one of these shell patterns");
+    addTexts(*command, "--kind", arguments->kinds, "Only entries of this kind: exe, rpm, ...")
+        ->option_text("WORD")
+        ->allow_extra_args(false);
+    command->callback([&invocation, arguments] {
+        requireKinds(arguments->kinds);
+        invocation.run = [arguments](const Options& options) { return list(options, *arguments); };
+    });
+}
+
+} // namespace ctl
