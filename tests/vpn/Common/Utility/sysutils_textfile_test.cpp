@@ -56,15 +56,25 @@ extern "C" std::size_t strftime(char* buffer, std::size_t size, const char* form
     return length;
 }
 
-extern "C" std::FILE* fopen64(const char* path, const char* mode)
+static std::FILE* openUnlessRefused(const char* function, const char* path, const char* mode)
 {
     if (s_opensLeft && (*s_opensLeft)-- <= 0) {
         errno = EMFILE;
         return nullptr;
     }
     using Open = std::FILE* (*)(const char*, const char*);
-    static const auto open = reinterpret_cast<Open>(dlsym(RTLD_NEXT, "fopen64"));
-    return open(path, mode);
+    return reinterpret_cast<Open>(dlsym(RTLD_NEXT, function))(path, mode);
+}
+
+// Which of the two a file stream calls depends on the C++ library.
+extern "C" std::FILE* fopen(const char* path, const char* mode)
+{
+    return openUnlessRefused("fopen", path, mode);
+}
+
+extern "C" std::FILE* fopen64(const char* path, const char* mode)
+{
+    return openUnlessRefused("fopen64", path, mode);
 }
 
 namespace {
