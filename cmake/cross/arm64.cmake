@@ -1,0 +1,4 @@
+# For CMAKE_TOOLCHAIN_FILE: builds for arm64 with Debian's cross compiler; script/bootstrap arm64 installs it.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR aarch64)
+set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
