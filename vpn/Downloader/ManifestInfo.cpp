@@ -181,7 +181,12 @@ CManifestInfo::CManifestInfo(bool& ok, const std::string& path)
 }
 
 CManifestInfo::CManifestInfo(bool& ok, const std::string& text, bool skipFirstElement, bool legacyRoot)
-    : m_skipFirstElement(skipFirstElement), m_legacyRoot(legacyRoot)
+    : CManifestInfo(ok, text, Reading{skipFirstElement, skipFirstElement, legacyRoot})
+{}
+
+CManifestInfo::CManifestInfo(bool& ok, const std::string& text, const Reading& reading)
+    : m_skipFirstElement(reading.skipFirstElement), m_honourServiceType(reading.honourServiceType),
+      m_legacyRoot(reading.legacyRoot)
 {
     ok = false;
     if (text.empty()) {
@@ -328,7 +333,7 @@ bool CManifestInfo::readFileAttributes(const NVAttributes& attributes, ManifestF
             entry.action = toAction(attribute.value);
         }
     }
-    if (m_skipFirstElement && entry.type == eFileTypeProfile && !readServiceType(attributes, entry)) {
+    if (m_honourServiceType && entry.type == eFileTypeProfile && !readServiceType(attributes, entry)) {
         return false;
     }
     // Presence counts, not the text: an empty id beside a version passes.

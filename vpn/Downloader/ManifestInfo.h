@@ -44,6 +44,27 @@ public:
     /// "service-type" of profiles counts; with `legacyRoot` destinations are below the legacy root.
     CManifestInfo(bool& ok, const std::string& text, bool skipFirstElement, bool legacyRoot);
 
+    /// What counts when a manifest's text is read.
+    struct Reading
+    {
+        /// The root is the document's second element, not its first.
+        bool skipFirstElement = false;
+        /// Profiles are of the kind that their "service-type" says, and an unknown one rejects the manifest. Otherwise
+        /// every profile is of the kind "user".
+        bool honourServiceType = false;
+        /// Destinations are below the legacy root, not below the current one.
+        bool legacyRoot = false;
+    };
+
+    /// The manifest in the file `path`, read as the tool reads it.
+    static CManifestInfo FromFile(bool& ok, const std::string& path) { return CManifestInfo(ok, path); }
+
+    /// The manifest in `text`.
+    static CManifestInfo FromText(bool& ok, const std::string& text, const Reading& reading)
+    {
+        return CManifestInfo(ok, text, reading);
+    }
+
     /// Completes and lists an entry that was built elsewhere. Owns it when `ok` becomes true; a rejected entry stays
     /// the caller's. Null is rejected without a record.
     CManifestInfo(bool& ok, ManifestFileInfo* entry);
@@ -87,6 +108,8 @@ public:
     static std::vector<std::string> createModuleIDList();
 
 private:
+    CManifestInfo(bool& ok, const std::string& text, const Reading& reading);
+
     using Elements = std::list<XmlElement*>;
 
     bool readDocument(std::uint32_t status, XmlIfcMgr& document);
@@ -97,5 +120,6 @@ private:
 
     std::list<ManifestFileInfo*> m_fileList;
     bool m_skipFirstElement = false;
+    bool m_honourServiceType = false;
     bool m_legacyRoot = false;
 };

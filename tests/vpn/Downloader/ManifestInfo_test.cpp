@@ -463,6 +463,74 @@ TEST(ManifestInfo, serviceTypeIsReadForProfilesOnly)
     EXPECT_EQ(element.entry().displayName, "Own.xml");
 }
 
+// Texts and files by name.
+
+CManifestInfo::Reading honouringServiceTypes()
+{
+    CManifestInfo::Reading reading;
+    reading.honourServiceType = true;
+    return reading;
+}
+
+TEST(ManifestInfo, serviceTypeOfAPlainManifestIsHonouredWhenAskedFor)
+{
+    bool ok = false;
+    const CManifestInfo info = CManifestInfo::FromText(
+        ok, oneFile("type='profile' service-type='vpn-mgmt'", kProfileChildren), honouringServiceTypes());
+    ASSERT_TRUE(ok);
+    const ManifestFileInfo& entry = *info.getFileList().front();
+    EXPECT_EQ(entry.serviceType, "vpn-mgmt");
+    EXPECT_EQ(entry.fileName, "VpnMgmtTunProfile.xml");
+    EXPECT_EQ(entry.destinationDirectory, "/opt/orvanta/brightgate/vpn/profile/mgmttun/");
+}
+
+TEST(ManifestInfo, anUnknownServiceTypeOfAPlainManifestRejectsItWhenAskedFor)
+{
+    const CapturedLog log;
+    bool ok = true;
+    const CManifestInfo info = CManifestInfo::FromText(
+        ok, oneFile("type='profile' service-type='vpn'", kProfileChildren), honouringServiceTypes());
+    EXPECT_FALSE(ok);
+    EXPECT_THAT(log.records(), ElementsAre(warning("Unknown client profile type vpn")));
+}
+
+TEST(ManifestInfo, aSkippedElementAloneMakesNoServiceTypeCount)
+{
+    bool ok = false;
+    CManifestInfo::Reading reading;
+    reading.skipFirstElement = true;
+    const CManifestInfo info = CManifestInfo::FromText(ok, profile("service-type='vpn'"), reading);
+    ASSERT_TRUE(ok);
+    EXPECT_EQ(info.getFileList().front()->serviceType, "user");
+}
+
+TEST(ManifestInfo, aTextIsReadAsAPlainManifestOfTheChosenRoot)
+{
+    const std::string text = oneFile("type='resource'", kProfileChildren);
+    for (const bool isLegacy : {false, true}) {
+        bool ok = false;
+        CManifestInfo::Reading reading;
+        reading.legacyRoot = isLegacy;
+        const CManifestInfo info = CManifestInfo::FromText(ok, text, reading);
+        ASSERT_TRUE(ok);
+        EXPECT_EQ(info.getFileList().front()->destinationDirectory,
+                  isLegacy ? "/opt/orvanta/tessellink/resources/" : "/opt/orvanta/brightgate/resources/");
+    }
+}
+
+TEST(ManifestInfo, aFileIsReadByNameAsByTheConstructor)
+{
+    const ScratchFolder scratch;
+    bool ok = false;
+    const std::string path = scratch.write("m.xml", oneFile("type='profile' service-type='none'", kProfileChildren));
+    const CManifestInfo info = CManifestInfo::FromFile(ok, path);
+    ASSERT_TRUE(ok);
+    EXPECT_EQ(info.getFileList().size(), 1u);
+    const CapturedLog log;
+    const CManifestInfo missing = CManifestInfo::FromFile(ok, scratch.path("missing"));
+    EXPECT_FALSE(ok);
+}
+
 // The four combinations of the flags.
 
 TEST(ManifestInfo, theFlagsActIndependently)
