@@ -14,5 +14,7 @@ void addDiff(CLI::App& program, Invocation& invocation);
 void addFacts(CLI::App& program, Invocation& invocation);
 void addLint(CLI::App& program, Invocation& invocation);
 void addList(CLI::App& program, Invocation& invocation);
+void addPlan(CLI::App& program, Invocation& invocation);
+void addVerify(CLI::App& program, Invocation& invocation);
 
 } // namespace ctl

@@ -40,7 +40,7 @@ void addChoice(CLI::App& program, const std::string& name, Value& value,
 }
 
 /// In the order in which --help lists them.
-constexpr std::array kCommands{addList, addCheck, addDiff, addLint, addFacts};
+constexpr std::array kCommands{addList, addCheck, addDiff, addLint, addPlan, addVerify, addFacts};
 
 void addOptions(CLI::App& program, Options& options)
 {

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "vpn/Common/ManifestFileType.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+class CInstalledManifestInfo;
+class CManifestInfo;
+struct ManifestFileInfo;
+
+namespace ctl {
+
+/// What the tool is told to do with the entries of a manifest.
+enum class RunMode
+{
+    Record, // -i
+    Strike, // -x
+};
+
+/// What an entry of a manifest does to the store.
+enum class Change
+{
+    Add,
+    Update,
+    Keep,
+    Strike,
+    /// There is nothing to strike.
+    Absent,
+    /// The kind is not recorded, and the store does not have the id.
+    Unrecorded,
+    /// The kind is not recorded: what the store has of the id goes.
+    Drop,
+    /// Without id or version, the entry puts readers of the store out of step.
+    Damage,
+};
+
+/// The word for a change, as results show it.
+std::string_view wordOf(Change change);
+
+struct KindAndVersion
+{
+    ManifestFileType kind = eFileTypeNone;
+    std::string version;
+
+    bool operator==(const KindAndVersion&) const = default;
+};
+
+struct PlannedChange
+{
+    Change change = Change::Keep;
+    std::string id;
+    /// What the store had of the id when the entry's turn came; a kind that it does not record is nothing.
+    std::optional<KindAndVersion> before;
+    KindAndVersion listed;
+};
+
+/// Finds out what the tool would do to a store, one run after the other, without touching anything.
+class StorePlan
+{
+public:
+    /// Starts from the bytes of the store file; nullopt is a store that is absent.
+    explicit StorePlan(std::optional<std::string> bytes);
+
+    /// One run of the tool with a manifest that it accepts. Each run meets the store as the tool loads what the one
+    /// before has left.
+    void run(RunMode mode, const CManifestInfo& manifest);
+
+    /// One for each entry of each manifest, in order.
+    const std::vector<PlannedChange>& changes() const { return m_changes; }
+
+    /// The store file after the last run, nullopt where it would be deleted.
+    const std::optional<std::string>& bytes() const { return m_bytes; }
+
+    /// Whether the file would be, to the byte, what it is.
+    bool changesNothing() const { return m_bytes == m_before; }
+
+    /// The store as the tool would load it after the last run.
+    CInstalledManifestInfo load() const;
+
+private:
+    const std::optional<std::string> m_before;
+    std::optional<std::string> m_bytes;
+    std::vector<PlannedChange> m_changes;
+};
+
+} // namespace ctl

@@ -1,0 +1,200 @@
+#include "ctl/Commands.h"
+
+#include "ctl/CommandLine.h"
+#include "ctl/Invocation.h"
+#include "ctl/Json.h"
+#include "ctl/LoadedStore.h"
+#include "ctl/Manifest.h"
+#include "ctl/Paths.h"
+#include "ctl/StoreBytes.h"
+#include "ctl/Streams.h"
+#include "ctl/Text.h"
+#include "ctl/Verification.h"
+#include "vpn/Downloader/ManifestInfo.h"
+
+#include <CLI/CLI.hpp>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+namespace ctl {
+
+namespace {
+
+struct VerifyArguments
+{
+    std::vector<std::string> manifests;
+    bool showsStrays = false;
+};
+
+using Summary = std::array<std::size_t, static_cast<std::size_t>(kLastVerdict) + 1>;
+
+/// The manifests that are named, or else those that are installed. nullopt, complained, when their folder cannot be
+/// read; one that is not there holds none.
+std::optional<std::vector<Place>> manifestsToVerify(const VerifyArguments& arguments, const Paths& paths)
+{
+    if (arguments.manifests.empty()) {
+        ManifestFolder folder = paths.installedManifests();
+        if (folder.error != 0 && folder.error != ENOENT) {
+            complain("cannot read", folder.folder.shown, folder.error);
+            return std::nullopt;
+        }
+        return std::move(folder.manifests);
+    }
+    std::vector<Place> places;
+    for (const std::string& path : arguments.manifests) {
+        places.push_back({path, path, 0});
+    }
+    return places;
+}
+
+/// Adds what is to be verified of a manifest. False, complained, when it cannot be read.
+bool addManifest(const Place& place, const Options& options, Verification& verification)
+{
+    const std::optional<std::string> text = readManifest(place);
+    if (!text) {
+        return false;
+    }
+    const auto asTool = parseManifest(*text, options, Profiles::AsTool);
+    if (asTool == nullptr) {
+        verification.addRejected(place.shown);
+        return true;
+    }
+    // A "service-type" that is unknown rejects a manifest for those who mind it, but not for the tool.
+    const auto asInstalled = parseManifest(*text, options, Profiles::AsInstalled);
+    verification.addManifest(place.shown, asInstalled == nullptr ? *asTool : *asInstalled);
+    return true;
+}
+
+Summary summaryOf(const std::vector<Verified>& results)
+{
+    Summary summary{};
+    for (const Verified& result : results) {
+        ++summary[static_cast<std::size_t>(result.verdict)];
+    }
+    return summary;
+}
+
+void putOptional(Json& object, std::string_view name, const std::optional<std::string>& text)
+{
+    if (text) {
+        putText(object, name, *text);
+    } else {
+        object[std::string(name)] = nullptr;
+    }
+}
+
+Json objectOf(const Verified& result)
+{
+    Json object = Json::object();
+    putOptional(object, "manifest", result.manifest);
+    putOptional(object, "id", result.id);
+    putOptional(object, "path", result.path);
+    object["result"] = wordOf(result.verdict);
+    putOptional(object, "expected", result.expected);
+    putOptional(object, "found", result.found);
+    return object;
+}
+
+std::string jsonOf(const std::vector<Verified>& results, const Summary& summary)
+{
+    JsonWriter document("verify");
+    document.openArray("files");
+    for (const Verified& result : results) {
+        document.element(objectOf(result));
+    }
+    document.close();
+    Json counts = Json::object();
+    for (std::size_t verdict = 0; verdict < summary.size(); ++verdict) {
+        counts[std::string(wordOf(static_cast<Verdict>(verdict)))] = summary[verdict];
+    }
+    document.member("summary", counts);
+    return document.text();
+}
+
+/// What there is to say of a result behind its verdict and id.
+std::string detailOf(const Verified& result)
+{
+    switch (result.verdict) {
+    case Verdict::OtherVersion:
+        return *result.found + " instead of " + *result.expected;
+    case Verdict::NotRecorded:
+        return *result.expected;
+    case Verdict::Unlisted:
+        return *result.found;
+    case Verdict::Rejected:
+        return *result.manifest;
+    case Verdict::Unreadable:
+        return *result.path + ": " + std::strerror(result.error);
+    default:
+        return *result.path;
+    }
+}
+
+std::string textOf(const std::vector<Verified>& results, const Summary& summary)
+{
+    Table table;
+    for (const Verified& result : results) {
+        if (result.verdict != Verdict::Ok) {
+            table.addRow({std::string(wordOf(result.verdict)), result.id.value_or("-"), detailOf(result)});
+        }
+    }
+    std::string counts;
+    for (std::size_t verdict = 0; verdict < summary.size(); ++verdict) {
+        if (summary[verdict] != 0) {
+            counts += (counts.empty() ? "" : ", ") + std::to_string(summary[verdict]) + " " +
+                      std::string(wordOf(static_cast<Verdict>(verdict)));
+        }
+    }
+    return table.text() + (counts.empty() ? "Nothing is listed." : counts) + "\n";
+}
+
+Outcome verify(const VerifyArguments& arguments, const Options& options)
+{
+    const Paths paths(options);
+    const Place storePlace = paths.store();
+    const LoadedStore store(storePlace, readFile(storePlace));
+    if (!store.isUsable()) {
+        complainOfState(store);
+        return {ExitStatus::NotDone, {}};
+    }
+    const auto places = manifestsToVerify(arguments, paths);
+    if (!places) {
+        return {ExitStatus::NotDone, {}};
+    }
+    Verification verification;
+    for (const Place& place : *places) {
+        if (!addManifest(place, options, verification)) {
+            return {ExitStatus::NotDone, {}};
+        }
+    }
+    verification.verifyFiles(paths);
+    const CInstalledManifestInfo recorded = loadStore(store.bytes());
+    verification.verifyEntries(recorded);
+    if (arguments.showsStrays) {
+        verification.addUnlisted(recorded);
+    }
+    const std::vector<Verified> results = verification.takeResults();
+    const Summary summary = summaryOf(results);
+    const bool isAllOk = summary[static_cast<std::size_t>(Verdict::Ok)] == results.size();
+    return {isAllOk ? ExitStatus::Done : ExitStatus::Something,
+            options.format == Format::Json ? jsonOf(results, summary) : textOf(results, summary)};
+}
+
+} // namespace
+
+void addVerify(CLI::App& program, Invocation& invocation)
+{
+    const auto arguments = std::make_shared<VerifyArguments>();
+    CLI::App& command = *program.add_subcommand("verify", "Hold the machine against its manifests");
+    command.add_flag("--strays", arguments->showsStrays, "Show also what the store has and no manifest lists");
+    addTexts(command, "MANIFEST", arguments->manifests, "Manifests; without any, those that are installed");
+    command.callback([arguments, &invocation] {
+        invocation.run = [arguments](const Options& options) { return verify(*arguments, options); };
+    });
+}
+
+} // namespace ctl
