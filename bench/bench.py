@@ -9,6 +9,7 @@ import subprocess
 import sys
 import time
 
+import ctl
 import peers
 import plot
 from runs import AGAIN, INSTALL_ROOT, MODES, RECORD, SCRATCH, STRIKE
@@ -167,6 +168,10 @@ def print_peers(measurer, floors, tool, others, svg):
     print(f"Plot: {svg}")
 
 
+def print_ctl(build, measurer):
+    ctl.print_report(build + "/obg_manifestctl", measurer, print_table, median_and_spread, interleaved)
+
+
 def installed(others):
     needs = {"xmlstarlet": ["xmlstarlet", "sqlite3"], "rpm": ["rpm", "rpmbuild"], "dpkg": ["dpkg", "dpkg-deb"]}
     for other in others:
@@ -216,6 +221,7 @@ def parse_arguments():
     what = parser.add_mutually_exclusive_group()
     what.add_argument("--check", action="store_true", help="only compare instructions and memory with the goals; for CI")
     what.add_argument("--against", metavar="BINARY", help="only hold an older obg_manifesttool against this one")
+    what.add_argument("--ctl", action="store_true", help="only what obg_manifestctl costs")
     what.add_argument("--profile", metavar="ENTRIES", type=int, help="only print where the instructions go")
     parser.add_argument("--mode", choices=MODES, default=RECORD, help="what --profile does (default: %(default)s)")
     return parser.parse_args()
@@ -244,9 +250,12 @@ def main():
         print(f"{machine()}; CPU ratios: median (least to most) of {PAIRS} interleaved rounds\n")
         if options.against:
             return print_against(measurer, tool, StoreKeeper("old", os.path.abspath(options.against)))
+        if options.ctl:
+            return print_ctl(options.build, measurer)
         Report(measurer, start, sax, [tool, ideal]).print()
         others = list(installed(peers.all_peers()))
         print_peers(measurer, [start, sax, ideal], tool, others, options.svg or options.build + "/performance.svg")
+        print_ctl(options.build, measurer)
         print(f"Every store was checked after every run. Took {time.monotonic() - began:.0f} seconds.")
     except (WrongStore, subprocess.CalledProcessError) as error:
         sys.exit(f"bench.py: {error}")

@@ -45,6 +45,8 @@ def sample_of(count):
 class Floor:
     """A program that takes the tool's arguments and keeps no store."""
 
+    status = 0  # what it must end with
+
     def __init__(self, name, path):
         self.name = name
         self.path = path
@@ -77,11 +79,11 @@ def expect_equal(name, mode, sample, found, expected):
         raise WrongStore(f"{name} {mode}, {sample.count} entries: {len(found)} records, expected {len(expected)}")
 
 
-def run_checked(program, mode, sample, command):
+def run_checked(program, mode, sample, command, status=0):
     """Runs the command in place of the program's own and returns what it wrote on both streams."""
     program.set_up(mode, sample)
     done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
-    if done.returncode != 0:
+    if done.returncode != status:
         raise WrongStore(f"{' '.join(command)}: exit status {done.returncode}\n{done.stdout}")
     program.check(mode, sample)
     return done.stdout
@@ -96,7 +98,7 @@ class Measurer:
         sample = sample_of(count)
         output = run_checked(program, mode, sample, [self.measure_program, *program.command(mode, sample)])
         microseconds, peak_bytes, status = map(int, output.split()[-3:])
-        if status != 0:
+        if status != program.status:
             raise WrongStore(f"{program.name} {mode}, {count} entries: exit status {status}\n{output}")
         return Cost(microseconds / 1000, peak_bytes)
 
@@ -111,7 +113,7 @@ class Measurer:
     def callgrind(self, program, mode, count, out):
         sample = sample_of(count)
         command = ["valgrind", "--tool=callgrind", f"--callgrind-out-file={out}", *program.command(mode, sample)]
-        run_checked(program, mode, sample, command)
+        run_checked(program, mode, sample, command, program.status)
 
     def peak_per_entry(self, program, mode, sizes):
         """Least-squares slope of peak memory over the number of entries, in bytes."""
