@@ -3,6 +3,7 @@
 import collections
 import dataclasses
 import re
+import struct
 import subprocess
 from pathlib import Path
 
@@ -64,6 +65,7 @@ def scenarios():
         Scenario("removal", "-x", installed, entries(range(0, 60), "5.1.2.42")),
         Scenario("last-removal", "-x", store(entries(range(3), "5.1.2.42")), entries(range(3), "5.1.2.42")),
         Scenario("damaged-store", "-i", installed[:-20], entries(range(3), "5.1.4.74")),
+        Scenario("newer-store", "-i", struct.pack("<II", 1, 1) + installed[8:500], entries(range(3), "5.1.4.74")),
     ]
 
 
