@@ -41,7 +41,7 @@ class RealFaults:
     def __init__(self, command, report):
         self.command = command
         self.report = report
-        first, self.update, self.removal, self.last_removal, _ = scenarios()
+        first, self.update, self.removal, self.last_removal, *_ = scenarios()
         self.install = first
         self.install_over = Scenario("install", "-i", model.store_bytes(entries(range(3, 6), "1")), first.listed)
 

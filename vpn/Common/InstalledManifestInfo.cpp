@@ -12,7 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <iterator>
+#include <limits>
 
 #include <sys/stat.h>
 
@@ -23,6 +23,9 @@ constexpr const char* kReader = "CInstalledManifestInfo::readManifestData";
 constexpr const char* kWriter = "CInstalledManifestInfo::writeManifestData";
 
 constexpr std::size_t kHeaderSize = 8;
+
+/// What is written to the file at once, or a little more.
+constexpr std::size_t kBlockSize = 65536;
 
 std::string storePath(eManifestDataPath dataPath)
 {
@@ -147,6 +150,25 @@ template <class Sink> bool writeEntry(Sink& sink, const CInstalledManifestInfo::
 {
     return !isStored(entry.type) || (writeManifestData(sink, entry.type) && writeManifestData(sink, entry.version) &&
                                      writeManifestData(sink, entry.fileId));
+}
+
+std::string headerBytes()
+{
+    std::string bytes;
+    MemorySink sink{bytes};
+    writeManifestData(sink, CInstalledManifestReader::kFormatMajor);
+    writeManifestData(sink, CInstalledManifestReader::kFormatMinor);
+    return bytes;
+}
+
+std::size_t largestRecord(const std::list<InstalledManifestEntry>& entries)
+{
+    constexpr std::size_t numbersAndNuls = 3 * sizeof(std::uint32_t) + 2;
+    std::size_t largest = 0;
+    for (const InstalledManifestEntry& entry : entries) {
+        largest = std::max(largest, numbersAndNuls + entry.version.size() + entry.fileId.size());
+    }
+    return largest;
 }
 
 /// Writes bytes through to the file, however many the stream gathers. Sets errno when not all of them get there.
@@ -308,10 +330,8 @@ void CInstalledManifestInfo::indexEntries()
 
 std::string CInstalledManifestInfo::GetFileBytes() const
 {
-    std::string bytes;
+    std::string bytes = headerBytes();
     MemorySink sink{bytes};
-    writeManifestData(sink, CInstalledManifestReader::kFormatMajor);
-    writeManifestData(sink, CInstalledManifestReader::kFormatMinor);
     for (const InstalledManifestEntry& entry : m_entries) {
         static_cast<void>(writeEntry(sink, entry));
     }
@@ -328,24 +348,44 @@ long CInstalledManifestInfo::WriteFile() const
         }
         return StatusCode::Success;
     }
-    // Made before the old file is opened and emptied: memory that runs out has not cost it anything.
-    const std::string bytes = GetFileBytes();
-    const std::string_view view = bytes;
+    // All that is needed, before the old file is opened and emptied: memory that runs out has not cost it anything.
+    std::string block;
+    block.reserve(kBlockSize + largestRecord(m_entries));
+    const std::string header = headerBytes();
     std::ofstream file(m_path, std::ios::trunc | std::ios::binary);
     if (!file.is_open()) {
         logFileFailure(function, 445, "fstream::open", errno);
         return StatusCode::OperationFailed;
     }
     // The header goes through first: a disk that is full or gone already shows there.
-    if (!writeThrough(file, view.substr(0, kHeaderSize))) {
+    if (!writeThrough(file, header)) {
         logFileFailure("writeManifestData", 613, "fstream::write", errno);
         logFieldFailure(function, 459, kWriter);
         return StatusCode::OperationFailed;
     }
-    const bool isWritten = writeThrough(file, view.substr(kHeaderSize));
-    const int error = errno;
-    logUnwritten(isWritten ? bytes.size() : reachedSize(m_path), error);
+    if (writeEntries(file, block)) {
+        logUnwritten(std::numeric_limits<std::uint64_t>::max(), 0);
+    } else {
+        const int error = errno;
+        logUnwritten(reachedSize(m_path), error);
+    }
     return StatusCode::Success;
+}
+
+/// Writes the entries in few large blocks. False, with errno, when the file does not take one of them.
+bool CInstalledManifestInfo::writeEntries(std::ostream& file, std::string& block) const
+{
+    MemorySink sink{block};
+    for (const InstalledManifestEntry& entry : m_entries) {
+        static_cast<void>(writeEntry(sink, entry));
+        if (block.size() >= kBlockSize) {
+            if (!writeThrough(file, block)) {
+                return false;
+            }
+            block.clear();
+        }
+    }
+    return writeThrough(file, block);
 }
 
 /// Logs, in order, the entries that are not in the file as a whole: those that the format cannot hold and, when the

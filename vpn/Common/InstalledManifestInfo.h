@@ -128,6 +128,7 @@ private:
     InstalledManifestState load(std::istream& file);
     InstalledManifestState loadRecords(CInstalledManifestReader& reader);
     void indexEntries();
+    bool writeEntries(std::ostream& file, std::string& block) const;
     void logUnwritten(std::uint64_t reached, int error) const;
 
     std::string m_path;

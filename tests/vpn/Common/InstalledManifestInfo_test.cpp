@@ -937,20 +937,25 @@ TEST_F(InstalledManifestInfo, logsTheFieldAtWhichADiskIsFullAndEveryRecordBehind
 TEST_F(InstalledManifestInfo, ofManyRecordsOnASmallDiskSaysOfEachThatDoesNotFitWhy)
 {
     CInstalledManifestInfo store(eCurrentDataPath);
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < 10000; ++i) {
         // 4 + (4 + 3) + (4 + 9) bytes each.
         store.AddInstalledEntry(std::to_string(10000000 + i), eFileTypeExe, "10");
     }
-    const FileSizeLimit limit(8192);
-    EXPECT_EQ(store.WriteFile(), 0);
-    EXPECT_EQ(readFile(currentStore()).size(), 8192U);
-    // 341 records end at byte 8192 sharp.
-    Records expected;
-    for (int i = 341; i < 2000; ++i) {
-        expected.push_back(writeFailed(613, 27, "File too large"));
-        expected.push_back(recordNotWritten());
+    // At 8192 bytes record 341 has just ended, at 200000 bytes record 8333; that is some blocks further on.
+    for (const auto& [size, whole] : {std::pair{8192U, 341}, {200000U, 8333}}) {
+        m_log.clear();
+        {
+            const FileSizeLimit limit(size);
+            EXPECT_EQ(store.WriteFile(), 0);
+        }
+        EXPECT_EQ(readFile(currentStore()), store.GetFileBytes().substr(0, size));
+        Records expected;
+        for (int i = whole; i < 10000; ++i) {
+            expected.push_back(writeFailed(613, 27, "File too large"));
+            expected.push_back(recordNotWritten());
+        }
+        expectLogged(expected);
     }
-    expectLogged(expected);
 }
 
 TEST_F(InstalledManifestInfo, whoseLongTextCannotBeWrittenLogsThatAndEveryRecordFromThereOnAndSucceeds)
