@@ -86,6 +86,7 @@ int main(int argc, char* argv[])
         CAppLog::LogDebugMessage("main", kLogFile, 98, Logging::DI_ERROR, "Failed to parse input manifest");
         return kManifestRejected;
     }
+    store.Reserve(manifest.getFileList().size());
     for (const ManifestFileInfo* file : manifest.getFileList()) {
         if (file == nullptr) {
             continue;

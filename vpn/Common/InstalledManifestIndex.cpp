@@ -13,7 +13,7 @@ std::size_t hashOf(std::string_view fileId)
 
 bool areEnough(std::size_t places, std::size_t entries)
 {
-    return entries * 3 <= places * 2;
+    return entries * 5 <= places * 4;
 }
 
 } // namespace

@@ -9,7 +9,7 @@
 
 /// Finds the entries of a list by their file id.
 ///
-/// The index is one table of places, a power of two of them and at most two thirds taken. An entry stands at the first
+/// The index is one table of places, a power of two of them and at most four fifths taken. An entry stands at the first
 /// place that was free from the one on that its hash names. A std::unordered_map takes a block of memory and a far
 /// jump more for each entry: with 100,000 of them, half the time of loading a store.
 class CInstalledManifestIndex

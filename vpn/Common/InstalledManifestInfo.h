@@ -4,6 +4,7 @@
 #include "vpn/Common/InstalledManifestIndex.h"
 #include "vpn/Common/ManifestFileType.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <list>
@@ -74,6 +75,9 @@ public:
 
     CInstalledManifestInfo(const CInstalledManifestInfo&) = delete;
     CInstalledManifestInfo& operator=(const CInstalledManifestInfo&) = delete;
+
+    /// Makes room for finding that many entries in all: a hint that saves time and memory before many are recorded.
+    void Reserve(std::size_t count) { m_index.reserve(count); }
 
     /// Records a file: an entry with that id gets the new type and version and keeps its place, else a new entry is
     /// appended.

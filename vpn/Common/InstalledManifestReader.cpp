@@ -74,15 +74,16 @@ bool CInstalledManifestReader::readManifestData(Failure::Field field, InstalledM
     if (text.count == 0) {
         return fail(field, Failure::Cause::CountZero, text.offset);
     }
+    // Made in its size and not grown to it, as a string that grows takes room for twice as much.
     std::string& value = text.value;
-    while (value.size() < text.count) {
-        const std::size_t held = value.size();
-        const std::size_t step = std::min<std::size_t>(text.count - held, kReadStep);
-        value.resize(held + step);
-        if (!read(value.data() + held, step)) {
+    value = std::string(std::min<std::size_t>(text.count, kReadStep), '\0');
+    for (std::size_t held = 0; held < text.count;) {
+        if (!read(value.data() + held, value.size() - held)) {
             value.clear();
             return fail(field, m_file.eof() ? Failure::Cause::TextCut : Failure::Cause::TextUnreadable, text.offset);
         }
+        held = value.size();
+        value.resize(std::min<std::size_t>(text.count, held + kReadStep));
     }
     text.isTerminated = value.back() == '\0';
     value.resize(std::min(value.find('\0'), value.size() - 1));
