@@ -92,7 +92,9 @@ Outcome lint(const LintArguments& arguments, const Options& options)
         }
     }
     const bool isComplete = manifests.size() == arguments.manifests.size();
-    const auto counts = [&](const Finding& finding) { return arguments.isStrict || ruleOf(finding.rule).isError(); };
+    const auto counts = [&](const LintFinding& finding) {
+        return arguments.isStrict || ruleOf(finding.rule).isError();
+    };
     const bool hasError = std::any_of(manifests.begin(), manifests.end(), [&](const LintedManifest& manifest) {
         return std::any_of(manifest.result.findings.begin(), manifest.result.findings.end(), counts);
     });

@@ -25,7 +25,7 @@ std::string_view consequenceOf(const LintRule& rule)
     return "the tool accepts it in silence";
 }
 
-std::string lineOf(const std::string& path, const Finding& finding, const Colors& colors)
+std::string lineOf(const std::string& path, const LintFinding& finding, const Colors& colors)
 {
     const LintRule& rule = ruleOf(finding.rule);
     std::string line(colors.strong);
@@ -37,7 +37,7 @@ std::string lineOf(const std::string& path, const Finding& finding, const Colors
     return line;
 }
 
-Json documentOf(const Finding& finding)
+Json documentOf(const LintFinding& finding)
 {
     const LintRule& rule = ruleOf(finding.rule);
     Json object{{"line", finding.place.line},
@@ -75,7 +75,7 @@ Json sarifRule(const LintRule& rule)
             {"defaultConfiguration", {{"level", severityOf(rule)}}}};
 }
 
-Json sarifResult(const std::string& path, const Finding& finding)
+Json sarifResult(const std::string& path, const LintFinding& finding)
 {
     const LintRule& rule = ruleOf(finding.rule);
     // The format counts characters.
@@ -103,7 +103,7 @@ std::string lintText(const std::vector<LintedManifest>& manifests, const Colors&
 {
     std::string text;
     for (const LintedManifest& manifest : manifests) {
-        for (const Finding& finding : manifest.result.findings) {
+        for (const LintFinding& finding : manifest.result.findings) {
             text += lineOf(manifest.path, finding, colors);
         }
     }
@@ -119,7 +119,7 @@ std::string lintJson(const std::vector<LintedManifest>& manifests)
         putText(row, "path", manifest.path);
         row["accepted"] = manifest.result.isAccepted;
         Json& findings = row["findings"] = Json::array();
-        for (const Finding& finding : manifest.result.findings) {
+        for (const LintFinding& finding : manifest.result.findings) {
             findings.push_back(documentOf(finding));
         }
     }
@@ -130,7 +130,7 @@ std::string lintSarif(const std::vector<LintedManifest>& manifests, bool isCompl
 {
     Json results = Json::array();
     for (const LintedManifest& manifest : manifests) {
-        for (const Finding& finding : manifest.result.findings) {
+        for (const LintFinding& finding : manifest.result.findings) {
             results.push_back(sarifResult(manifest.path, finding));
         }
     }

@@ -48,12 +48,12 @@ void LintReport::add(Rule rule, TextPlace place, std::string message)
     m_findings.push_back({rule, place, std::move(message)});
 }
 
-std::vector<Finding> LintReport::takeSorted(std::string_view text, const LineIndex& lines)
+std::vector<LintFinding> LintReport::takeSorted(std::string_view text, const LineIndex& lines)
 {
     std::stable_sort(m_findings.begin(), m_findings.end(),
-                     [](const Finding& left, const Finding& right) { return left.place < right.place; });
+                     [](const LintFinding& left, const LintFinding& right) { return left.place < right.place; });
     CharacterCount count(text, lines);
-    for (Finding& finding : m_findings) {
+    for (LintFinding& finding : m_findings) {
         finding.character = count.columnOf(finding.place);
     }
     return std::exchange(m_findings, {});

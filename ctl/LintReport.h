@@ -11,7 +11,7 @@
 namespace ctl {
 
 /// One fault of a manifest.
-struct Finding
+struct LintFinding
 {
     Rule rule;
     TextPlace place;
@@ -28,10 +28,10 @@ public:
     void add(Rule rule, TextPlace place, std::string message);
 
     /// All of them in the order of their places, which lie in `text`; none is left behind.
-    std::vector<Finding> takeSorted(std::string_view text, const LineIndex& lines);
+    std::vector<LintFinding> takeSorted(std::string_view text, const LineIndex& lines);
 
 private:
-    std::vector<Finding> m_findings;
+    std::vector<LintFinding> m_findings;
 };
 
 /// A word of the manifest for a message: in quotation marks, and cut where it is long.

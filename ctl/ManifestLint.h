@@ -13,7 +13,7 @@ struct LintResult
     /// The tool's own verdict, asked of its parser. False exactly when a finding is of a rule that rejects.
     bool isAccepted = false;
     /// In the order of their places; every place lies in the manifest or directly behind it.
-    std::vector<Finding> findings;
+    std::vector<LintFinding> findings;
 };
 
 /// Finds every fault of a manifest at once, given all bytes of its file. In one that is not well-formed only that and

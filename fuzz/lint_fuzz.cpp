@@ -18,23 +18,23 @@
 namespace {
 
 using ctl::Consequence;
-using ctl::Finding;
+using ctl::LintFinding;
 using ctl::Rule;
 using obg::fuzz::require;
 
 constexpr const char* kFile = "/opt/manifest.xml";
 
-bool hasConsequence(const std::vector<Finding>& findings, Consequence consequence)
+bool hasConsequence(const std::vector<LintFinding>& findings, Consequence consequence)
 {
-    return std::any_of(findings.begin(), findings.end(), [consequence](const Finding& finding) {
+    return std::any_of(findings.begin(), findings.end(), [consequence](const LintFinding& finding) {
         return ctl::ruleOf(finding.rule).consequence == consequence;
     });
 }
 
-std::size_t countOf(const std::vector<Finding>& findings, Rule rule)
+std::size_t countOf(const std::vector<LintFinding>& findings, Rule rule)
 {
     return static_cast<std::size_t>(std::count_if(findings.begin(), findings.end(),
-                                                  [rule](const Finding& finding) { return finding.rule == rule; }));
+                                                  [rule](const LintFinding& finding) { return finding.rule == rule; }));
 }
 
 std::vector<std::size_t> lengthsOfLines(const std::string& text)
@@ -50,22 +50,22 @@ std::vector<std::size_t> lengthsOfLines(const std::string& text)
     return lengths;
 }
 
-void requireInside(const std::vector<Finding>& findings, const std::string& text)
+void requireInside(const std::vector<LintFinding>& findings, const std::string& text)
 {
     const std::vector<std::size_t> lengths = lengthsOfLines(text);
-    for (const Finding& finding : findings) {
+    for (const LintFinding& finding : findings) {
         require(finding.place.line >= 1 && finding.place.line <= lengths.size(), "the line is one of the document");
         require(finding.place.column >= 1 && finding.place.column <= lengths[finding.place.line - 1] + 1,
                 "the column lies in its line or behind it");
         require(finding.character >= 1 && finding.character <= finding.place.column, "no more characters than bytes");
     }
     require(std::is_sorted(findings.begin(), findings.end(),
-                           [](const Finding& left, const Finding& right) { return left.place < right.place; }),
+                           [](const LintFinding& left, const LintFinding& right) { return left.place < right.place; }),
             "the findings come in the order of their places");
 }
 
 /// Of an accepted manifest, what is said of entries as records follows from the entries that the tool lists.
-void requireRecords(const std::vector<Finding>& findings, const CManifestInfo& manifest)
+void requireRecords(const std::vector<LintFinding>& findings, const CManifestInfo& manifest)
 {
     bool isDamaging = false;
     std::size_t unrecorded = 0;
