@@ -28,14 +28,13 @@ private:
 
 std::uint32_t CAppLog::sm_instanceCount = 0;
 std::atomic<ILogger*> CAppLog::sm_pLogger = nullptr;
-std::atomic<const ErrorTable*> CAppLog::sm_pErrorTables = nullptr;
-std::atomic<std::uint32_t> CAppLog::sm_errorTablesCount = 0;
+std::atomic<const ErrorTables*> CAppLog::sm_pErrorTables = nullptr;
 
 CAppLog::CAppLog(long& result, const char* name, ILogger* logger)
 {
     const Held held(getLock());
     ++sm_instanceCount;
-    SetErrorTables(nullptr, 0);
+    SetErrorTables(nullptr);
     result = StatusCode::Success;
     if (sm_pLogger != nullptr) {
         return;
@@ -87,11 +86,9 @@ bool CAppLog::HasLogger()
     return sm_pLogger != nullptr;
 }
 
-void CAppLog::SetErrorTables(const ErrorTable* tables, std::uint32_t count)
+void CAppLog::SetErrorTables(const ErrorTables* tables)
 {
-    sm_errorTablesCount = 0;
     sm_pErrorTables = tables;
-    sm_errorTablesCount = count;
 }
 
 void CAppLog::logArguments(Logging::DebugImportance importance, std::uint32_t id, ...)
@@ -187,12 +184,11 @@ const char* CAppLog::describe(unsigned code)
     }
     const unsigned tableIndex = (code >> 16) & 0xFF;
     const unsigned textIndex = code & 0xFFFF;
-    const std::uint32_t tableCount = sm_errorTablesCount;
-    const ErrorTable* tables = sm_pErrorTables;
-    if (tables == nullptr || tableIndex >= tableCount) {
+    const ErrorTables* const registered = sm_pErrorTables;
+    if (registered == nullptr || registered->tables == nullptr || tableIndex >= registered->count) {
         return unknown;
     }
-    const ErrorTable& table = tables[tableIndex];
+    const ErrorTable& table = registered->tables[tableIndex];
     if (table.texts == nullptr || table.count == 0) {
         return unknown;
     }

@@ -25,6 +25,13 @@ struct ErrorTable
     const char* const* texts;
 };
 
+/// The tables of descriptions, by the table index of a status code.
+struct ErrorTables
+{
+    std::uint32_t count;
+    const ErrorTable* tables;
+};
+
 /// The process-wide log. Everything is reported through its static operations, which format a message into a
 /// per-thread buffer (nothing is allocated) and hand it to the one installed back end. A message is dropped without a
 /// sign when no back end is installed.
@@ -59,9 +66,9 @@ public:
     /// True when a back end is installed.
     static bool HasLogger();
 
-    /// Registers the descriptions of status codes: `count` tables that stay the caller's and outlive their use. To be
-    /// called after an instance was made and before other threads log. Null and 0 take them back.
-    static void SetErrorTables(const ErrorTable* tables, std::uint32_t count);
+    /// Registers the descriptions of status codes, which stay the caller's and outlive their use, in place of those
+    /// before. To be called after an instance was made. Null takes them back.
+    static void SetErrorTables(const ErrorTables* tables);
 
     /// Logs the message `id` of the table with the arguments of its format, as a plain message of the table.
     template <class... Arguments> static void LogMessage(Logging::MessageID id, Arguments... arguments)
@@ -115,6 +122,5 @@ private:
 
     static std::uint32_t sm_instanceCount;
     static std::atomic<ILogger*> sm_pLogger;
-    static std::atomic<const ErrorTable*> sm_pErrorTables;
-    static std::atomic<std::uint32_t> sm_errorTablesCount;
+    static std::atomic<const ErrorTables*> sm_pErrorTables;
 };

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <ctime>
 #include <iostream>
 
@@ -13,8 +14,11 @@ namespace {
 
 std::string localTime()
 {
-    const std::time_t now = std::time(nullptr);
+    // Not std::time, which lags behind the system clock by up to a tick of the kernel.
+    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
     std::tm parts{};
+    // As localtime does and localtime_r alone does not: a changed time zone counts from the next line on.
+    tzset();
     localtime_r(&now, &parts);
     std::array<char, sizeof "-2147483648-12-31 23:59:59"> text{};
     std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts);
@@ -37,11 +41,13 @@ long CStdoutLogger::Log(Logging::Severity severity, const char* text, const char
     if (text == nullptr) {
         return StatusCode::MissingArgument;
     }
-    std::string line(text);
-    std::replace(line.begin(), line.end(), '\n', ' ');
-    std::cout << localTime() << ' ' << m_programName << '[' << getpid() << "]: [" << getLevel(severity, importance)
-              << "] " << line << "\n"
-              << std::flush;
+    std::string oneLine(text);
+    std::replace(oneLine.begin(), oneLine.end(), '\n', ' ');
+    const std::string line = localTime() + " " + m_programName + "[" + std::to_string(getpid()) + "]: [" +
+                             getLevel(severity, importance) + "] " + oneLine + "\n";
+    // A stream of its own on the same buffer: how std::cout formats, whether it throws, and whether an earlier line
+    // failed, is nothing to this one.
+    std::ostream(std::cout.rdbuf()).write(line.data(), static_cast<std::streamsize>(line.size())).flush();
     return StatusCode::Success;
 }
 

@@ -9,8 +9,9 @@
 ///
 ///     2024-05-01 13:45:10 obg_manifesttool[4242]: [ERROR] Function: main File: ../main Line: 98 Failed ...
 ///
-/// The time is local time. Lines of two threads may mix, as each is written in several pieces; an error while writing
-/// is not noticed.
+/// The time is that of the system clock, in local time. A line is written in one piece, through the buffer of std::cout
+/// but whatever state, format and exceptions that stream is set to. An error while writing loses the line, is not
+/// noticed, and does not keep later lines from being written.
 class CStdoutLogger : public ILogger
 {
 public:

@@ -462,7 +462,7 @@ TEST(LogReturnCode, codeZeroWithNeitherTextIsUnknown)
 
 // Error tables
 
-class ErrorTables : public ::testing::Test
+class ErrorDescriptions : public ::testing::Test
 {
 protected:
     static constexpr const char* kFirstTexts[] = {"first 0", "first 1", "first last"};
@@ -471,6 +471,7 @@ protected:
     static constexpr ErrorTable kTables[] = {
         {3, kFirstTexts}, {3, kSecondTexts}, {2, kNullLastTexts}, {3, nullptr}, {0, kFirstTexts},
     };
+    static constexpr ErrorTables kAllTables{5, kTables};
 
     std::string descriptionOf(unsigned code)
     {
@@ -485,79 +486,84 @@ protected:
     CapturedLog m_log;
 };
 
-TEST_F(ErrorTables, bits16To23SelectTheTableAndBits0To15TheText)
+TEST_F(ErrorDescriptions, bits16To23SelectTheTableAndBits0To15TheText)
 {
-    CAppLog::SetErrorTables(kTables, 5);
+    CAppLog::SetErrorTables(&kAllTables);
     EXPECT_EQ(descriptionOf(0xFE000000), "first 0");
     EXPECT_EQ(descriptionOf(0xFE000001), "first 1");
     EXPECT_EQ(descriptionOf(0xFE010000), "second 0");
 }
 
-TEST_F(ErrorTables, theLowestBitOfTheTopByteIsNotLookedAt)
+TEST_F(ErrorDescriptions, theLowestBitOfTheTopByteIsNotLookedAt)
 {
-    CAppLog::SetErrorTables(kTables, 5);
+    CAppLog::SetErrorTables(&kAllTables);
     EXPECT_EQ(descriptionOf(0xFF000001), "first 1");
 }
 
-TEST_F(ErrorTables, aTextIndexOutOfRangeGivesTheTablesLastText)
+TEST_F(ErrorDescriptions, aTextIndexOutOfRangeGivesTheTablesLastText)
 {
-    CAppLog::SetErrorTables(kTables, 5);
+    CAppLog::SetErrorTables(&kAllTables);
     EXPECT_EQ(descriptionOf(0xFE000003), "first last");
     EXPECT_EQ(descriptionOf(0xFE00FFFF), "first last");
 }
 
-TEST_F(ErrorTables, aNullTextGivesTheTablesLastText)
+TEST_F(ErrorDescriptions, aNullTextGivesTheTablesLastText)
 {
-    CAppLog::SetErrorTables(kTables, 5);
+    CAppLog::SetErrorTables(&kAllTables);
     EXPECT_EQ(descriptionOf(0xFE010001), "second last");
 }
 
-TEST_F(ErrorTables, aNullLastTextIsUnknown)
+TEST_F(ErrorDescriptions, aNullLastTextIsUnknown)
 {
-    CAppLog::SetErrorTables(kTables, 5);
+    CAppLog::SetErrorTables(&kAllTables);
     EXPECT_EQ(descriptionOf(0xFE020001), "unknown");
     EXPECT_EQ(descriptionOf(0xFE020009), "unknown");
 }
 
-TEST_F(ErrorTables, aTableWithoutTextsIsUnknown)
+TEST_F(ErrorDescriptions, aTableWithoutTextsIsUnknown)
 {
-    CAppLog::SetErrorTables(kTables, 5);
+    CAppLog::SetErrorTables(&kAllTables);
     EXPECT_EQ(descriptionOf(0xFE030000), "unknown");
 }
 
-TEST_F(ErrorTables, aTableWithCountZeroIsUnknown)
+TEST_F(ErrorDescriptions, aTableWithCountZeroIsUnknown)
 {
-    CAppLog::SetErrorTables(kTables, 5);
+    CAppLog::SetErrorTables(&kAllTables);
     EXPECT_EQ(descriptionOf(0xFE040000), "unknown");
 }
 
-TEST_F(ErrorTables, aTableIndexOutOfRangeIsUnknown)
+TEST_F(ErrorDescriptions, aTableIndexOutOfRangeIsUnknown)
 {
-    CAppLog::SetErrorTables(kTables, 1);
+    static constexpr ErrorTables oneTable{1, kTables};
+    CAppLog::SetErrorTables(&oneTable);
     EXPECT_EQ(descriptionOf(0xFE010000), "unknown");
     EXPECT_EQ(descriptionOf(0xFEFF0000), "unknown");
 }
 
-TEST_F(ErrorTables, noTablesOrCountZeroIsUnknown)
+TEST_F(ErrorDescriptions, noTablesOrCountZeroIsUnknown)
 {
-    CAppLog::SetErrorTables(kTables, 0);
+    static constexpr ErrorTables none{0, kTables};
+    CAppLog::SetErrorTables(&none);
     EXPECT_EQ(descriptionOf(0xFE000000), "unknown");
-    CAppLog::SetErrorTables(nullptr, 5);
+    static constexpr ErrorTables nowhere{5, nullptr};
+    CAppLog::SetErrorTables(&nowhere);
+    EXPECT_EQ(descriptionOf(0xFE000000), "unknown");
+    CAppLog::SetErrorTables(nullptr);
     EXPECT_EQ(descriptionOf(0xFE000000), "unknown");
 }
 
-TEST_F(ErrorTables, areNotAskedForOtherCodes)
+TEST_F(ErrorDescriptions, areNotAskedForOtherCodes)
 {
-    CAppLog::SetErrorTables(kTables, 5);
+    CAppLog::SetErrorTables(&kAllTables);
     EXPECT_EQ(descriptionOf(1), "unknown");
     EXPECT_EQ(descriptionOf(0xFC000001), "unknown");
     EXPECT_EQ(descriptionOf(0x7E000001), "unknown");
     EXPECT_EQ(descriptionOf(0), "text");
 }
 
-TEST_F(ErrorTables, everyNewInstanceForgetsThem)
+TEST_F(ErrorDescriptions, everyNewInstanceForgetsThem)
 {
-    CAppLog::SetErrorTables(kTables, 5);
+    CAppLog::SetErrorTables(&kAllTables);
     long result = -1;
     const CAppLog another(result, "another", nullptr);
     EXPECT_EQ(descriptionOf(0xFE000000), "unknown");

@@ -1,11 +1,15 @@
 #include "vpn/Common/StdoutLogger.h"
 
+#include <chrono>
 #include <cstdio>
 #include <ctime>
+#include <iomanip>
 #include <iostream>
 #include <iterator>
+#include <locale>
 #include <map>
 #include <sstream>
+#include <stdexcept>
 #include <streambuf>
 #include <string>
 
@@ -82,6 +86,12 @@ std::string lineFor(const char* name, const char* text)
     return out.text();
 }
 
+/** What std::time says only some moments later. */
+std::time_t now()
+{
+    return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+}
+
 /** The local times from BEFORE to AFTER for a zone OFFSET seconds east of UTC. */
 std::vector<std::string> timesBetween(std::time_t before, std::time_t after, int offset)
 {
@@ -145,9 +155,9 @@ TEST(CStdoutLoggerLevel, standsInTheLine)
 TEST(CStdoutLogger, writesTimeNameProcessLevelAndText)
 {
     const TimeZone zone("UTC0");
-    const std::time_t before = std::time(nullptr);
+    const std::time_t before = now();
     const std::string line = lineFor("obg_manifesttool", "text of the message");
-    const std::vector<std::string> times = timesBetween(before, std::time(nullptr), 0);
+    const std::vector<std::string> times = timesBetween(before, now(), 0);
 
     constexpr std::size_t kTimeLength = 19;
     EXPECT_THAT(times, ::testing::Contains(line.substr(0, kTimeLength)));
@@ -158,9 +168,49 @@ TEST(CStdoutLogger, writesTimeNameProcessLevelAndText)
 TEST(CStdoutLogger, writesLocalTime)
 {
     const TimeZone zone("XYZ-5:30");
-    const std::time_t before = std::time(nullptr);
+    const std::time_t before = now();
     const std::string line = lineFor("tool", "text");
-    EXPECT_THAT(timesBetween(before, std::time(nullptr), 5 * 3600 + 30 * 60), ::testing::Contains(line.substr(0, 19)));
+    EXPECT_THAT(timesBetween(before, now(), 5 * 3600 + 30 * 60), ::testing::Contains(line.substr(0, 19)));
+}
+
+TEST(CStdoutLogger, theTimeIsThatOfTheSystemClockFromTheFirstMomentOfASecondOn)
+{
+    const TimeZone zone("UTC0");
+    const timespec next{now() + 1, 0};
+    clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &next, nullptr);
+    EXPECT_EQ(lineFor("tool", "text").substr(0, 19), timesBetween(next.tv_sec, next.tv_sec, 0).front());
+}
+
+TEST(CStdoutLogger, followsAChangedTimeZone)
+{
+    const TimeZone before("UTC0");
+    lineFor("tool", "text");
+    setenv("TZ", "XYZ-5:30", 1); // And no tzset, which a program need not call.
+    const std::time_t earliest = now();
+    const std::string line = lineFor("tool", "text");
+    EXPECT_THAT(timesBetween(earliest, now(), 5 * 3600 + 30 * 60), ::testing::Contains(line.substr(0, 19)));
+}
+
+/** Writes three digits in a group. */
+struct Grouping : std::numpunct<char>
+{
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+TEST(CStdoutLogger, howStandardOutputFormatsDoesNotShow)
+{
+    const std::string plain = lineFor("tool", "text").substr(19);
+    std::ios usual(nullptr);
+    usual.copyfmt(std::cout);
+    const std::locale global = std::locale::global(std::locale(std::locale(), new Grouping));
+    std::cout.imbue(std::locale());
+    std::cout << std::hex << std::showbase << std::showpos << std::left << std::setfill('*');
+    std::cout.width(60);
+    EXPECT_EQ(lineFor("tool", "text").substr(19), plain);
+    EXPECT_EQ(std::cout.width(), 60);
+    std::locale::global(global);
+    std::cout.copyfmt(usual);
 }
 
 TEST(CStdoutLogger, turnsEveryLineFeedIntoABlank)
@@ -233,12 +283,67 @@ TEST(CStdoutLogger, aLineIsOutEvenIfTheProcessDiesNext)
     EXPECT_THAT(readFile(file), ::testing::EndsWith("]: [ERROR] last words\n"));
 }
 
-TEST(CStdoutLogger, anErrorOfStandardOutputIsNotReported)
+TEST(CStdoutLogger, aStateOfStandardOutputThatIsNotGoodSilencesNothing)
 {
+    const RedirectedCout out;
     CStdoutLogger logger("tool");
     std::cout.setstate(std::ios::badbit);
     EXPECT_EQ(logText(logger, "text"), 0);
     std::cout.clear();
+    EXPECT_THAT(out.text(), ::testing::EndsWith("]: [ERROR] text\n"));
+}
+
+TEST(CStdoutLogger, aLineThatCannotBeWrittenIsLostWithoutTheOnesBehindIt)
+{
+    const ScratchFolder folder;
+    const std::string file = folder.write("out", "");
+    std::fflush(stdout);
+    const pid_t child = fork();
+    if (child == 0) {
+        CStdoutLogger logger("tool");
+        dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO);
+        const long status = logText(logger, "lost");
+        dup2(open(file.c_str(), O_WRONLY), STDOUT_FILENO);
+        logText(logger, "kept");
+        _exit(static_cast<int>(status));
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_THAT(readFile(file), ::testing::MatchesRegex("[^\n]*\\]: \\[ERROR\\] kept\n"));
+}
+
+/** Stands behind std::cout for the scope, and throws. */
+class ThrowingCout : public std::streambuf
+{
+public:
+    ThrowingCout() : m_before(std::cout.rdbuf(this)) {}
+    ~ThrowingCout() override { std::cout.rdbuf(m_before); }
+
+protected:
+    int_type overflow(int_type /*c*/) override { throw std::runtime_error("no room"); }
+    int sync() override { throw std::runtime_error("no room"); }
+
+private:
+    std::streambuf* m_before;
+};
+
+TEST(CStdoutLogger, noExceptionComesOutOfIt)
+{
+    CStdoutLogger logger("tool");
+    const ThrowingCout out;
+    std::cout.exceptions(std::ios::badbit | std::ios::failbit);
+    EXPECT_NO_THROW(EXPECT_EQ(logText(logger, "text"), 0));
+    std::cout.exceptions(std::ios::goodbit);
+    EXPECT_TRUE(std::cout.good());
+}
+
+TEST(CStdoutLogger, isSilentWhereStandardOutputHasNoBuffer)
+{
+    CStdoutLogger logger("tool");
+    std::streambuf* const before = std::cout.rdbuf(nullptr);
+    EXPECT_EQ(logText(logger, "text"), 0);
+    std::cout.rdbuf(before);
 }
 
 TEST(CStdoutLogger, receivesTheLogsMessages)
