@@ -33,11 +33,14 @@ bool CManualLock::TryLock()
 
 std::uint64_t CManualLock::Unlock()
 {
-    if (m_holds == 0) {
-        return 0;
-    }
-    // Counted before the mutex is given back: the next holder may be at work as soon as it is.
-    const std::uint64_t left = --m_holds;
+    // Counted before the mutex is given back, as the next holder may be at work as soon as it is, and in one step: of
+    // two threads that give back the last hold, only one may find it.
+    std::uint64_t held = m_holds;
+    do {
+        if (held == 0) {
+            return 0;
+        }
+    } while (!m_holds.compare_exchange_weak(held, held - 1));
     pthread_mutex_unlock(&m_mutex);
-    return left;
+    return held - 1;
 }

@@ -8,6 +8,7 @@
 #include <array>
 #include <cctype>
 #include <fstream>
+#include <optional>
 
 #include <sys/utsname.h>
 
@@ -32,22 +33,47 @@ Version zeroVersion()
     return {"", kVersionSeparators};
 }
 
-/// False, with an empty text, when reading fails before the end of the file.
-bool readWhole(std::ifstream& file, std::string& text)
+/// What getOSIDValue finds; nothing when it finds none.
+std::optional<std::string> valueOf(const std::string& text, const std::string& key)
 {
-    std::array<char, 4096> piece{};
-    do {
-        file.read(piece.data(), piece.size());
-        text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
-    } while (file);
-    if (file.bad()) {
-        text.clear();
+    const std::size_t hit = text.find(key + "=");
+    const std::size_t begin = hit + key.size() + 1;
+    if (hit == std::string::npos || begin == text.size()) {
+        return std::nullopt;
     }
-    return !file.bad();
+    if (text[begin] == '"') {
+        const std::size_t quote = text.find('"', begin + 1);
+        if (quote == std::string::npos) {
+            return std::nullopt;
+        }
+        return text.substr(begin + 1, quote - begin - 1);
+    }
+    // The first character belongs to the value whatever it is, and the last one of the text never does: readers of
+    // these values have always got them so.
+    const std::size_t last = text.size() - 1;
+    if (begin == last) {
+        return std::nullopt;
+    }
+    std::size_t end = begin + 1;
+    while (end < last && std::isprint(static_cast<unsigned char>(text[end])) != 0) {
+        ++end;
+    }
+    return text.substr(begin, end - begin);
+}
+
+/// What can be read of the file: all of it, unless reading fails before its end.
+std::string contentsOf(std::ifstream& file)
+{
+    // Byte by byte: a read of many that fails half way does not tell how many it got.
+    std::string text;
+    for (char byte = 0; file.get(byte);) {
+        text += byte;
+    }
+    return text;
 }
 
 /// The whole of /etc/os-release, or else the first line of the release file that there is. A file that holds nothing
-/// is an answer; one that is missing or cannot be read is none.
+/// is an answer; one that is missing or cannot be opened is none.
 bool getLinuxDistributionInfo(std::string& text)
 {
     text.clear();
@@ -60,7 +86,8 @@ bool getLinuxDistributionInfo(std::string& text)
         return false;
     }
     if (*path == kOsRelease) {
-        return readWhole(file, text);
+        text = contentsOf(file);
+        return true;
     }
     std::string line;
     if (!std::getline(file, line) && !file.eof()) {
@@ -105,32 +132,10 @@ bool getOSIDValue(const std::string& text, const std::string& key, std::string& 
     if (text.empty() || key.empty()) {
         return false;
     }
-    value.clear();
-    const std::size_t hit = text.find(key + "=");
-    const std::size_t begin = hit + key.size() + 1;
-    if (hit == std::string::npos || begin == text.size()) {
-        return false;
-    }
-    if (text[begin] == '"') {
-        const std::size_t quote = text.find('"', begin + 1);
-        if (quote == std::string::npos) {
-            return false;
-        }
-        value = text.substr(begin + 1, quote - begin - 1);
-        return true;
-    }
-    // The first character belongs to the value whatever it is, and the last one of the text never does: readers of
-    // these values have always got them so.
-    const std::size_t last = text.size() - 1;
-    if (begin == last) {
-        return false;
-    }
-    std::size_t end = begin + 1;
-    while (end < last && std::isprint(static_cast<unsigned char>(text[end])) != 0) {
-        ++end;
-    }
-    value = text.substr(begin, end - begin);
-    return true;
+    // Assigned at last, because `value` may be the text or the key.
+    const std::optional<std::string> found = valueOf(text, key);
+    value = found.value_or("");
+    return found.has_value();
 }
 
 OSVersionInfo GetOsVersion()
@@ -155,6 +160,8 @@ OSVersionInfo GetOsVersion()
 
 Version GetOsVersionID()
 {
+    // Asked first on every platform, though its answer does not count here.
+    GetOsVersion();
     std::string text;
     std::string value;
     if (getLowerCaseDistributionInfo(text) && getOSIDValue(text, "version_id", value)) {
@@ -254,199 +261,4 @@ bool IsOs_PalmWebOS()
 bool IsOsType_Mobile()
 {
     return IsOs_PalmWebOS() || IsOs_AppleIOS() || IsOs_Android() || IsOs_ChromeOS() || IsOs_WindowsPhone();
-}
-
-bool CheckOsVersion(unsigned char /*major*/, unsigned char /*minor*/)
-{
-    return false;
-}
-
-bool IsOs_WINNT_XP()
-{
-    return false;
-}
-
-bool IsOs_WINNT_XP_Only()
-{
-    return false;
-}
-
-bool IsOs_WINNT_XP_HomeEdition()
-{
-    return false;
-}
-
-bool IsOs_WINNT_2K3_Only()
-{
-    return false;
-}
-
-bool IsOs_Wow64()
-{
-    return false;
-}
-
-bool IsOs_Wow64_ARM64()
-{
-    return false;
-}
-
-bool IsOs_WIN_VISTA()
-{
-    return false;
-}
-
-bool IsOs_WIN_VISTA_Only()
-{
-    return false;
-}
-
-bool IsOs_WIN_7()
-{
-    return false;
-}
-
-bool IsOs_WIN_7_Only()
-{
-    return false;
-}
-
-bool IsOs_WIN_7_SP1()
-{
-    return false;
-}
-
-bool IsOs_WIN_8()
-{
-    return false;
-}
-
-bool IsOs_WIN_8_Only()
-{
-    return false;
-}
-
-bool IsOs_WIN_8Point10()
-{
-    return false;
-}
-
-bool IsOs_WIN_8Point10_Only()
-{
-    return false;
-}
-
-bool IsOs_WIN_10()
-{
-    return false;
-}
-
-bool IsOs_WIN_10_Only()
-{
-    return false;
-}
-
-bool IsOs_WIN_11()
-{
-    return false;
-}
-
-bool IsOs_WIN_11_Only()
-{
-    return false;
-}
-
-bool IsOs_WIN_Server()
-{
-    return false;
-}
-
-bool IsOs_MAC()
-{
-    return false;
-}
-
-bool IsOS_MacOSX_10_9_OrGreater()
-{
-    return false;
-}
-
-bool IsOS_MacOSX_10_10_OrGreater()
-{
-    return false;
-}
-
-bool IsOS_MacOSX_10_11_OrGreater()
-{
-    return false;
-}
-
-bool IsOS_MacOSX_With_ARP_Bug()
-{
-    return false;
-}
-
-bool IsOS_MacOSX_10_12_OrGreater()
-{
-    return false;
-}
-
-bool IsOS_MacOSX_10_13_OrGreater()
-{
-    return false;
-}
-
-bool IsOS_MacOSX_10_15_OrGreater()
-{
-    return false;
-}
-
-bool IsOS_MacOS_11_OrGreater()
-{
-    return false;
-}
-
-bool IsOS_MacOS_13_OrGreater()
-{
-    return false;
-}
-
-bool IsOS_MacOS_13_2_OrGreater()
-{
-    return false;
-}
-
-bool IsOs_AppleIOS()
-{
-    return false;
-}
-
-bool IsOS_AppleIOS_7_OrGreater()
-{
-    return false;
-}
-
-bool IsOS_AppleIOS_10_OrGreater()
-{
-    return false;
-}
-
-bool IsOS_AppleIOS_12_OrGreater()
-{
-    return false;
-}
-
-bool IsOs_WindowsPhone()
-{
-    return false;
-}
-
-bool IsOs_Android()
-{
-    return false;
-}
-
-bool IsOs_ChromeOS()
-{
-    return false;
 }

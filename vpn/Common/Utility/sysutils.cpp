@@ -2,7 +2,9 @@
 
 #include "vpn/Common/AppLog.h"
 #include "vpn/Common/StatusCodes.h"
+#include "vpn/Common/Utility/safe_string.h"
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -31,6 +33,13 @@ bool examine(const char* function, const char* kind, const std::string& path, st
     }
     errno = error;
     return false;
+}
+
+std::string formattedTime(const char* format, std::size_t size, const std::tm& time)
+{
+    std::string text(size, '\0');
+    text.resize(std::strftime(text.data(), text.size(), format, &time));
+    return text;
 }
 
 int selectWithoutWaiting(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds)
@@ -199,4 +208,34 @@ bool install_sighdlr(int signal, void (*handler)(int), void (**oldHandlerOut)(in
         *oldHandlerOut = previous.sa_handler;
     }
     return true;
+}
+
+bool SysUtils::getFileInfo(const char* path, struct stat& info)
+{
+    return path != nullptr && stat(path, &info) == 0;
+}
+
+std::string SysUtils::GetFormattedTime(TIME_REPRESENTATION representation)
+{
+    std::tm now{};
+    if (TimeNow(&now) != StatusCode::Success) {
+        return {};
+    }
+    switch (representation) {
+    case TIME_FILE_SUFFIX: {
+        std::array<char, sizeof "_MMDD_hhmm"> text{};
+        safe_snprintfA(text.data(), text.size(), "_%02d%02d_%02d%02d", now.tm_mon + 1, now.tm_mday, now.tm_hour,
+                       now.tm_min);
+        return text.data();
+    }
+    case TIME_ASCTIME: {
+        std::array<char, 64> text{};
+        return asctime_r(&now, text.data()) == nullptr ? "" : text.data();
+    }
+    case TIME_LONG_ZONE:
+        return formattedTime("%a %b %d %H:%M:%S %Y %Z", 100, now);
+    case TIME_LOCALE:
+        break;
+    }
+    return formattedTime("%c", 64, now);
 }

@@ -1,5 +1,7 @@
 #include "vpn/Common/Utility/Locks.h"
 
+#include <atomic>
+#include <chrono>
 #include <future>
 #include <thread>
 #include <type_traits>
@@ -7,10 +9,10 @@
 
 #include <gmock/gmock.h>
 
-/** One test unlocks from a thread that holds nothing, which the thread sanitizer rightly takes for a misuse. */
+/** Two tests unlock from a thread that holds nothing, which the thread sanitizer rightly takes for a misuse. */
 extern "C" const char* __tsan_default_suppressions()
 {
-    return "mutex:theHoldCountIsSharedByAllThreads";
+    return "mutex:theHoldCountIsSharedByAllThreads\nmutex:twoThreadsCannotBothGiveBackTheLastHold";
 }
 
 namespace {
@@ -81,6 +83,34 @@ TEST(CManualLock, theHoldCountIsSharedByAllThreads)
     lock.Lock();
     const auto leftForTheOther = std::async(std::launch::async, [&lock] { return lock.Unlock(); }).get();
     EXPECT_EQ(leftForTheOther, 1U);
+}
+
+TEST(CManualLock, twoThreadsCannotBothGiveBackTheLastHold)
+{
+    // As many tries to make them meet as go into this time.
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(200);
+    CManualLock lock(500);
+    std::atomic<unsigned> begun = 0;
+    std::atomic<unsigned> done = 0;
+    std::atomic<bool> isOver = false;
+    std::thread other([&] {
+        for (unsigned round = 1; !isOver; ++round) {
+            while (begun < round && !isOver) {
+            }
+            EXPECT_EQ(lock.Unlock(), 0U);
+            done = round;
+        }
+    });
+    for (unsigned round = 1; std::chrono::steady_clock::now() < end; ++round) {
+        lock.Lock();
+        begun = round;
+        EXPECT_EQ(lock.Unlock(), 0U);
+        while (done < round) {
+        }
+    }
+    isOver = true;
+    other.join();
+    EXPECT_EQ(lock.Unlock(), 0U);
 }
 
 TEST(CManualLock, keepsOthersOutOfACriticalSection)

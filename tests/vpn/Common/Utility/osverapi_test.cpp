@@ -174,6 +174,16 @@ TEST(getOSIDValue, aKeyWithoutEqualsSignOrInAnotherCaseIsNone)
     expectLookups({{"ID ubuntu\n", "ID", {}}, {"ID =ubuntu\n", "ID", {}}, {"ID=ubuntu\n", "id", {}}});
 }
 
+TEST(getOSIDValue, theValueMayStandWhereTheTextOrTheKeyStood)
+{
+    std::string text = "NAME=\"a value longer than a short string holds\"\n";
+    EXPECT_TRUE(getOSIDValue(text, "NAME", text));
+    EXPECT_EQ(text, "a value longer than a short string holds");
+    std::string key = "NAME";
+    EXPECT_TRUE(getOSIDValue("NAME=\"value\"\n", key, key));
+    EXPECT_EQ(key, "value");
+}
+
 TEST(getOSIDValue, anEmptyTextOrKeyLeavesTheValueAlone)
 {
     std::string value = "from an earlier call";
@@ -432,7 +442,7 @@ TEST_F(OsMachine, aSocketPassesForAFileThatDoesNotOpen)
     close(socketAtPath);
 }
 
-TEST_F(OsMachine, aFileThatOpensAndCannotBeReadIsNoAnswer)
+TEST_F(OsMachine, aFirstLineThatCannotBeReadIsNoAnswer)
 {
     const std::string text = "Ubuntu NAME=\"A\" VERSION=\"B\" VERSION_ID=\"9\" and no line end";
     const std::vector<std::function<void()>> questions = {
@@ -440,7 +450,7 @@ TEST_F(OsMachine, aFileThatOpensAndCannotBeReadIsNoAnswer)
         [] { EXPECT_EQ(releaseNumber(), "0"); },
         [] { EXPECT_EQ(GetFriendlyOSInfo(false, kNoVersion), "Linux"); },
     };
-    for (const char* path : {kIssue, kProcVersion, kOsRelease}) {
+    for (const char* path : {kIssue, kProcVersion}) {
         m_files.overlayFile(path, text);
         for (const std::size_t readable : {std::size_t{0}, text.size() - 1, text.size()}) {
             SCOPED_TRACE(path + ", failing after "s + std::to_string(readable));
@@ -450,6 +460,41 @@ TEST_F(OsMachine, aFileThatOpensAndCannotBeReadIsNoAnswer)
             }
         }
     }
+}
+
+TEST_F(OsMachine, anOsReleaseThatCannotBeReadToItsEndGivesWhatWasRead)
+{
+    const std::string text = "Ubuntu NAME=\"A\" VERSION=\"B\" VERSION_ID=\"9\" and no line end";
+    m_files.overlayFile(kOsRelease, text);
+    {
+        const FailingReads failing(text.size() - 1, EIO);
+        EXPECT_EQ(versionText(), "A B");
+    }
+    {
+        const FailingReads failing(std::strlen("Ubuntu NAME="), EIO);
+        EXPECT_TRUE(IsOs_LINUX_Ubuntu());
+    }
+    {
+        // The file is read twice, the second time not to its end.
+        const FailingReads failing(2 * text.size() - 1, EIO);
+        EXPECT_EQ(releaseNumber(), "9");
+    }
+    {
+        const FailingReads failing(0, EIO);
+        EXPECT_EQ(versionText(), kUnameText);
+    }
+}
+
+TEST_F(OsMachine, theReleaseNumberAsksForThePlatformFirst)
+{
+    m_files.hideFile(kOsRelease);
+    ASSERT_EQ(symlink("os-release", kOsRelease), 0);
+    GetOsVersion();
+    ASSERT_EQ(m_log.records().size(), 1U);
+    GetOsVersionID();
+    // One look at the release files for the platform, one for the number.
+    EXPECT_EQ(m_log.records().size(), 3U);
+    m_log.clear();
 }
 
 TEST_F(OsMachine, everyCallReadsTheFilesAnew)

@@ -396,6 +396,16 @@ TEST_F(SysUtilsFiles, readTextFileEmptiesTheLinesWhateverFollows)
     EXPECT_THAT(lines, IsEmpty());
 }
 
+TEST_F(SysUtilsFiles, readTextFileTakesItsNameFromTheLinesToo)
+{
+    std::vector<std::string> lines{m_folder.write("file", "one\ntwo\n")};
+    EXPECT_TRUE(SysUtils::ReadTextFile(lines[0], lines));
+    EXPECT_THAT(lines, ElementsAre("one", "two"));
+    lines = {m_folder.path("missing")};
+    EXPECT_FALSE(SysUtils::ReadTextFile(lines[0], lines));
+    EXPECT_THAT(m_log.texts(), ElementsAre(::testing::EndsWith("Failed to open file " + m_folder.path("missing"))));
+}
+
 TEST_F(SysUtilsFiles, readTextFileKeepsTheLinesThatWereReadBeforeAFailure)
 {
     const std::string path = m_folder.write("file", "one\ntwo\nthree\n");
