@@ -13,8 +13,8 @@
 
 namespace {
 
-using obg::fuzz::Input;
-using obg::fuzz::require;
+using obg::test::Input;
+using obg::test::require;
 
 struct Sets
 {
@@ -29,7 +29,7 @@ void change(Sets& set, const Sets& other, char operation, Input& line)
         const std::string name = line.text('=');
         const std::string value = line.rest();
         set.attributes.addNVPair(name, value, operation == 't');
-        set.values[name] = obg::fuzz::cutAtNul(value);
+        set.values[name] = obg::test::cutAtNul(value);
         // The first addition decides on the flag.
         set.flags.emplace(name, operation == 't');
     } else if (operation == 'a') {

@@ -22,7 +22,7 @@
 
 namespace {
 
-using obg::fuzz::require;
+using obg::test::require;
 
 constexpr const char* kFile = "/opt/manifest.xml";
 
@@ -267,7 +267,7 @@ void requireSettled(const ManifestFileInfo& entry)
 
 std::unique_ptr<CManifestInfo> readFromFile(bool& ok, const std::string& text)
 {
-    obg::fuzz::writeFile(kFile, text);
+    obg::test::writeFile(kFile, text);
     return std::make_unique<CManifestInfo>(ok, std::string(kFile));
 }
 
@@ -275,14 +275,14 @@ std::unique_ptr<CManifestInfo> readFromFile(bool& ok, const std::string& text)
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
 {
-    obg::fuzz::enterPrivateMachine();
-    obg::fuzz::silenceXml();
+    obg::test::enterPrivateMachine();
+    obg::test::silenceXml();
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    obg::fuzz::Input input(data, size);
+    obg::test::Input input(data, size);
     const unsigned char flags = input.byte();
     const bool isFile = (flags & 4) != 0;
     const Settings settings = isFile ? Settings() : Settings{(flags & 1) != 0, (flags & 2) != 0};

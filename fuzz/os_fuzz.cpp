@@ -15,8 +15,8 @@
 
 namespace {
 
-using obg::fuzz::cutAtNul;
-using obg::fuzz::require;
+using obg::test::cutAtNul;
+using obg::test::require;
 
 constexpr const char* kOsRelease = "/etc/os-release";
 constexpr const char* kIssue = "/etc/issue";
@@ -82,7 +82,7 @@ void writeReleaseFile(unsigned char file, const std::string& text)
         s_last = file;
     }
     if (file != 'n') {
-        obg::fuzz::writeFile(file == 'i' ? kIssue : kOsRelease, text);
+        obg::test::writeFile(file == 'i' ? kIssue : kOsRelease, text);
     }
 }
 
@@ -156,14 +156,14 @@ void ask(unsigned char question, const std::string& text, const Version& asked)
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
 {
-    obg::fuzz::enterPrivateMachine();
-    obg::fuzz::hideReleaseFiles();
+    obg::test::enterPrivateMachine();
+    obg::test::hideReleaseFiles();
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    obg::fuzz::Input input(data, size);
+    obg::test::Input input(data, size);
     const unsigned char file = input.byte();
     const unsigned char question = input.byte();
     const std::string key = input.text();

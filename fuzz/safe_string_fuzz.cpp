@@ -11,8 +11,8 @@
 
 namespace {
 
-using obg::fuzz::cutAtNul;
-using obg::fuzz::require;
+using obg::test::cutAtNul;
+using obg::test::require;
 
 /// A buffer that holds as much of the text as goes in, with its NUL only where there is room for that as well.
 std::vector<char> bufferOf(std::size_t size, const std::string& text)
@@ -81,7 +81,7 @@ void checkFormat(const std::string& text, std::size_t size)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    obg::fuzz::Input input(data, size);
+    obg::test::Input input(data, size);
     const std::size_t bufferSize = input.byte();
     const std::size_t max = input.byte();
     const std::string text = input.text();

@@ -15,8 +15,8 @@
 
 namespace {
 
-using obg::fuzz::Input;
-using obg::fuzz::require;
+using obg::test::Input;
+using obg::test::require;
 
 template <class String> String upToNul(const String& text)
 {

@@ -18,8 +18,8 @@
 
 namespace {
 
-using obg::fuzz::Input;
-using obg::fuzz::require;
+using obg::test::Input;
+using obg::test::require;
 
 // Of the legacy root, which the query for the old release reads as well.
 constexpr const char* kStore = "/opt/orvanta/tessellink/VPNManifest.dat";
@@ -74,7 +74,7 @@ public:
         }
         const std::string taken = m_bytes.substr(m_taken, *count - 1);
         m_taken += *count;
-        return obg::fuzz::cutAtNul(taken);
+        return obg::test::cutAtNul(taken);
     }
 
 private:
@@ -223,7 +223,7 @@ void edit(CInstalledManifestInfo& store, Entries& entries, const std::string& li
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
 {
-    obg::fuzz::enterPrivateMachine();
+    obg::test::enterPrivateMachine();
     return 0;
 }
 
@@ -235,7 +235,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         edits.push_back(line);
     }
     const std::string file = input.rest();
-    obg::fuzz::writeFile(kStore, file);
+    obg::test::writeFile(kStore, file);
 
     requireEveryByteRead(file);
 
@@ -250,7 +250,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     require(store.WriteFile() == 0, "the store can be written");
     const std::optional<std::string> expected = written(entries);
-    require(obg::fuzz::readFile(kStore) == expected, "the file's bytes");
+    require(obg::test::readFile(kStore) == expected, "the file's bytes");
     require(!expected || store.GetFileBytes() == *expected, "the same bytes without the file");
     entries = loaded(expected.value_or(std::string())).entries;
     requireSame(CInstalledManifestInfo(eLegacyDataPath), entries);

@@ -10,8 +10,8 @@
 
 namespace {
 
-using obg::fuzz::cutAtNul;
-using obg::fuzz::require;
+using obg::test::cutAtNul;
+using obg::test::require;
 
 constexpr std::string_view kSixBlanks = " \t\f\v\n\r";
 
@@ -154,7 +154,7 @@ void checkTokens(const std::string& s, char delimiter)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    obg::fuzz::Input input(data, size);
+    obg::test::Input input(data, size);
     const std::string text = input.text();
     const std::string pattern = input.text();
     const std::string replacement = input.rest();

@@ -14,7 +14,7 @@
 
 namespace {
 
-using obg::fuzz::require;
+using obg::test::require;
 
 constexpr const char* kBlanks = " \t\f\v\n\r";
 /// One name for all operations, so that the query for the update version can be one of them.
@@ -50,7 +50,7 @@ std::vector<Line> lines(const std::string& contents)
 {
     std::vector<Line> normalised = rawLines(contents);
     for (Line& line : normalised) {
-        line.text = trimmedRight(obg::fuzz::cutAtNul(line.text));
+        line.text = trimmedRight(obg::test::cutAtNul(line.text));
     }
     return normalised;
 }
@@ -110,7 +110,7 @@ std::string withoutLine(const std::string& contents, const std::string& unwanted
 
 std::string updateVersion(const std::string& contents)
 {
-    std::string line = obg::fuzz::cutAtNul(contents.substr(0, contents.find('\n')));
+    std::string line = obg::test::cutAtNul(contents.substr(0, contents.find('\n')));
     std::replace(line.begin(), line.end(), ',', '.');
     line = trimmedRight(line);
     return line.substr(std::min(line.find_first_not_of(kBlanks), line.size()));
@@ -170,19 +170,19 @@ std::string operate(unsigned char operation, const std::string& text, const std:
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
 {
-    obg::fuzz::enterPrivateMachine();
+    obg::test::enterPrivateMachine();
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    obg::fuzz::Input input(data, size);
+    obg::test::Input input(data, size);
     const unsigned char operation = input.byte();
     const std::string text = input.text();
     const std::string line = input.text();
     const std::string contents = input.rest();
-    obg::fuzz::writeFile(kFile.c_str(), contents);
+    obg::test::writeFile(kFile.c_str(), contents);
     const std::string expected = operate(operation, text, line, contents);
-    require(obg::fuzz::readFile(kFile.c_str()) == expected, "the file's bytes");
+    require(obg::test::readFile(kFile.c_str()) == expected, "the file's bytes");
     return 0;
 }

@@ -17,9 +17,9 @@
 
 namespace {
 
-using obg::fuzz::cutAtNul;
-using obg::fuzz::Input;
-using obg::fuzz::require;
+using obg::test::cutAtNul;
+using obg::test::Input;
+using obg::test::require;
 
 struct Node
 {
@@ -199,7 +199,7 @@ void copyAndCompare(const XmlHierarchicalMgr& tree, const Query& query, const st
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
 {
-    obg::fuzz::silenceXml();
+    obg::test::silenceXml();
     return 0;
 }
 

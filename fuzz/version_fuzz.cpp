@@ -13,7 +13,7 @@
 
 namespace {
 
-using obg::fuzz::require;
+using obg::test::require;
 using Numbers = std::vector<std::int32_t>;
 
 bool isDigit(char c)
@@ -84,7 +84,7 @@ bool haveCommonPrefix(const Numbers& one, const Numbers& other)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    obg::fuzz::Input input(data, size);
+    obg::test::Input input(data, size);
     const std::string separators = input.text();
     const std::string oneText = input.text();
     const std::string otherText = input.text();

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace obg::fuzz {
+namespace obg::test {
 
 /// The bytes of one run, taken apart into texts. The texts are divided by "|" or another printable byte and not by
 /// counts, so that a person can read and write a seed.
@@ -53,4 +53,4 @@ inline std::string cutAtNul(const std::string& text)
     return text.c_str();
 }
 
-} // namespace obg::fuzz
+} // namespace obg::test

@@ -8,7 +8,7 @@
 
 #include "tests/support/PrivateMounts.h"
 
-namespace obg::fuzz {
+namespace obg::test {
 
 namespace {
 
@@ -47,4 +47,4 @@ void hideReleaseFiles()
     cover("/proc/version", "/dev/null");
 }
 
-} // namespace obg::fuzz
+} // namespace obg::test

@@ -1,6 +1,6 @@
 #pragma once
 
-namespace obg::fuzz {
+namespace obg::test {
 
 // For targets that read and write the program's fixed paths. To be called from LLVMFuzzerInitialize, while the process
 // still has one thread. Where the kernel refuses, each says so and ends the process; the machine's own files are never
@@ -13,4 +13,4 @@ void enterPrivateMachine();
 /// file. What the target puts into /etc is then all there is to tell the distribution.
 void hideReleaseFiles();
 
-} // namespace obg::fuzz
+} // namespace obg::test

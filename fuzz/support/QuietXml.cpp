@@ -2,7 +2,7 @@
 
 #include <libxml/xmlerror.h>
 
-namespace obg::fuzz {
+namespace obg::test {
 
 namespace {
 
@@ -15,4 +15,4 @@ void silenceXml()
     xmlSetGenericErrorFunc(nullptr, discard);
 }
 
-} // namespace obg::fuzz
+} // namespace obg::test

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-namespace obg::fuzz {
+namespace obg::test {
 
 /// Ends the process, and so makes the input at hand a finding, unless `holds`. `claim` says what was to hold.
 inline void require(bool holds, const char* claim)
@@ -14,4 +14,4 @@ inline void require(bool holds, const char* claim)
     }
 }
 
-} // namespace obg::fuzz
+} // namespace obg::test

@@ -8,7 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace obg::fuzz {
+namespace obg::test {
 
 // System calls and not streams: a target spends most of its time here.
 
@@ -36,4 +36,4 @@ std::optional<std::string> readFile(const char* path)
     return bytes;
 }
 
-} // namespace obg::fuzz
+} // namespace obg::test

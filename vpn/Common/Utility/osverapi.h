@@ -9,7 +9,7 @@
 // of them answer false by construction. The answers come from the first of /etc/os-release, /proc/version and
 // /etc/issue that exists, read anew by every call: there is no state, so all may be called from several threads at
 // once. Only the test whether a release file exists logs, and only when it fails for another reason than absence; a
-// file that is missing or cannot be read is a false answer or an empty value. The capitalisation of the names (IsOs_
+// file that is missing or cannot be opened is a false answer or an empty value. The capitalisation of the names (IsOs_
 // and IsOS_) is part of the interface.
 
 /// What GetOsVersion tells of the platform.
@@ -32,6 +32,7 @@ struct OSVersionInfo
 ///
 /// The key is found anywhere, also inside a longer one: the ID of a text that names VERSION_ID first is that version.
 /// An unquoted value's first character is taken whatever it is, a line feed too, and the text's last character never.
+/// `value` may be `text` or `key` itself.
 bool getOSIDValue(const std::string& text, const std::string& key, std::string& value);
 
 /// The platform: name and version as the release file states them, or what uname says, or "Unknown".

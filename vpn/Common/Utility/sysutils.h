@@ -94,7 +94,8 @@ public:
     /// The current local time as text; empty when it does not fit the form's buffer.
     static std::string GetFormattedTime(TIME_REPRESENTATION representation);
 
-    /// Reads all lines. `lines` is emptied first, whatever follows, and keeps what was read when the reading fails.
+    /// Reads all lines. `lines` is emptied first, whatever follows, and keeps what was read when the reading fails;
+    /// `fileName` may be one of them.
     static bool ReadTextFile(const std::string& fileName, std::vector<std::string>& lines);
 
     /// Replaces all of a file by `contents` as they stand; makes the file when there is none.
