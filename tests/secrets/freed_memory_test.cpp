@@ -8,8 +8,8 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/secrets/KeptMemory.h"
 #include "tests/support/Files.h"
+#include "tests/support/WatchedHeap.h"
 #include "vpn/Api/xml/XmlIfcMgr.h"
 #include "vpn/Common/Utility/SecureString.h"
 #include "vpn/Common/Xml/XmlElement.h"
@@ -23,8 +23,8 @@
 
 namespace {
 
-using obg::test::KeptMemory;
 using obg::test::ScratchFolder;
+using obg::test::WatchedHeap;
 
 class FreedMemory : public ::testing::TestWithParam<std::string>
 {
@@ -68,7 +68,7 @@ void (*volatile showBlock)(const void*) = [](const void*) {};
 TEST_P(FreedMemory, isSearched)
 {
     // Were this not found, the other tests would say nothing.
-    KeptMemory memory;
+    WatchedHeap memory;
     {
         const auto inBlock = std::make_unique<std::array<char, 64>>();
         std::copy(marker().begin(), marker().end(), inBlock->begin());
@@ -82,7 +82,7 @@ TEST_P(FreedMemory, isSearched)
 TEST_P(FreedMemory, holdsNothingAfterAFlatParse)
 {
     const std::string text = document();
-    KeptMemory memory;
+    WatchedHeap memory;
     {
         XmlIfcMgr sink;
         ASSERT_EQ(XmlParser(&sink).parseXml(text, false), 0U);
@@ -94,7 +94,7 @@ TEST_P(FreedMemory, holdsNothingAfterAFlatParse)
 TEST_P(FreedMemory, holdsNothingAfterATreeWasBuiltSearchedComparedAndCopied)
 {
     const std::string text = document();
-    KeptMemory memory;
+    WatchedHeap memory;
     {
         long status = -1;
         XmlHierarchicalMgr tree(status, text, false, true);
@@ -116,7 +116,7 @@ TEST_P(FreedMemory, holdsNothingAfterAParseThatFailed)
 {
     std::string text = document();
     text.resize(text.size() - 20);
-    KeptMemory memory;
+    WatchedHeap memory;
     {
         XmlIfcMgr flat;
         EXPECT_NE(XmlParser(&flat).parseXml(text, false), 0U);
@@ -131,7 +131,7 @@ TEST_P(FreedMemory, holdsNothingAfterAParseOfAFile)
 {
     const ScratchFolder folder;
     const std::string path = folder.write("a.xml", document());
-    KeptMemory memory;
+    WatchedHeap memory;
     {
         XmlIfcMgr sink;
         ASSERT_EQ(XmlParser(&sink).parseFile(path, false), 0U);
@@ -142,7 +142,7 @@ TEST_P(FreedMemory, holdsNothingAfterAParseOfAFile)
 TEST_P(FreedMemory, holdsNothingOfAnInputThatWasCutAtANulByte)
 {
     const std::string text = document() + '\0' + marker();
-    KeptMemory memory;
+    WatchedHeap memory;
     {
         XmlIfcMgr sink;
         ASSERT_EQ(XmlParser(&sink).parseXml(text, false), 0U);
@@ -154,7 +154,7 @@ TEST_P(FreedMemory, holdsNothingOfEntities)
 {
     const std::string text =
         "<!DOCTYPE a [<!ENTITY e '" + longText(100) + "<b c=\"" + marker() + "\"/>'>]><a>&e;&e;</a>";
-    KeptMemory memory;
+    WatchedHeap memory;
     {
         XmlIfcMgr sink;
         ASSERT_EQ(XmlParser(&sink).parseXml(text, false), 0U);
@@ -165,7 +165,7 @@ TEST_P(FreedMemory, holdsNothingOfEntities)
 TEST_P(FreedMemory, holdsNothingOfAttributesReplacedClearedCopiedAndAssigned)
 {
     const std::string longer = longText(1000);
-    KeptMemory memory;
+    WatchedHeap memory;
     {
         NVAttributes attributes;
         for (const char* name : {"c", "a", "b"}) {
@@ -188,7 +188,7 @@ TEST_P(FreedMemory, holdsNothingOfAttributesReplacedClearedCopiedAndAssigned)
 TEST_P(FreedMemory, holdsNothingOfAnElementsTextReplacedAndAppended)
 {
     const std::string longer = longText(1000);
-    KeptMemory memory;
+    WatchedHeap memory;
     {
         // On the heap, so that the memory of the object itself is searched as well.
         const auto element = std::make_unique<XmlElement>("a");
@@ -212,7 +212,7 @@ TEST_P(FreedMemory, holdsNothingOfAnElementsTextReplacedAndAppended)
 TEST_P(FreedMemory, holdsNothingOfANodesTextResetClearedAndAssigned)
 {
     const std::string longer = longText(1000);
-    KeptMemory memory;
+    WatchedHeap memory;
     {
         XmlHierarchicalElement node("a");
         for (int i = 0; i < 100; ++i) {
@@ -234,7 +234,7 @@ TEST_P(FreedMemory, holdsNothingOfAManifestFileThatBeginsWithANulByte)
 {
     const ScratchFolder folder;
     const std::string path = folder.write("a.xml", std::string(1, '\0') + longText(100));
-    KeptMemory memory;
+    WatchedHeap memory;
     {
         bool ok = true;
         const CManifestInfo info(ok, path);
@@ -250,7 +250,7 @@ TEST_P(FreedMemory, holdsNothingOfTheManifestFile)
     const std::string path = folder.write("a.xml", "<vpn rev='1.0'><!--" + longText(100) +
                                                        "--><file type='exe'>"
                                                        "<uri>setup</uri></file></vpn>");
-    KeptMemory memory;
+    WatchedHeap memory;
     {
         bool ok = false;
         const CManifestInfo info(ok, path);
@@ -261,7 +261,7 @@ TEST_P(FreedMemory, holdsNothingOfTheManifestFile)
 
 TEST_P(FreedMemory, holdsNothingOfAWipingString)
 {
-    KeptMemory memory;
+    WatchedHeap memory;
     {
         SecureString<std::string> text(marker());
         for (int i = 0; i < 100; ++i) {
