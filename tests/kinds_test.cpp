@@ -46,12 +46,30 @@ std::string numberOf(const FileKind& kind)
     return quoted(kind) + ": " + std::to_string(kind.type) + ",";
 }
 
+/** What the page says that an entry needs. */
+std::string needs(const FileKind& kind)
+{
+    switch (kind.demand) {
+    case Demand::Hash:
+        return "hash";
+    case Demand::HashAndLanguage:
+        return "hash, lang";
+    default:
+        return "-";
+    }
+}
+
+std::string valueElement(const FileKind& kind)
+{
+    return "<value>" + std::string(kind.word) + "</value>";
+}
+
 std::string rowOfThePage(const FileKind& kind)
 {
     const std::string action = kind.action == eFileActionApply ? "apply" : "copy";
     return ".It Li " + std::string(kind.word) + " Ta " + std::to_string(kind.type) + " Ta " +
            (kind.keeping == Keeping::Stored ? "yes" : "no") + " Ta " +
-           (kind.actionRule == ActionRule::Default ? "given" : action) + " Ta ";
+           (kind.actionRule == ActionRule::Default ? "given" : action) + " Ta " + needs(kind) + " Ta ";
 }
 
 /** The text of a file, or of all files of a folder. */
@@ -95,6 +113,8 @@ void expectIn(const std::vector<Place>& places, const std::function<bool(const F
 TEST(Kinds, everyKindIsKnownWhereverTheKindsAreStated)
 {
     expectIn({{"packaging/man/obg-manifest.5", rowOfThePage},
+              {"packaging/schemas/obg-manifest.rnc", quoted},
+              {"packaging/schemas/obg-manifest.rng", valueElement},
               {"fuzz/manifest.dict", quoted},
               {"fuzz/seeds/manifest", typeAttribute},
               {"fuzz/store.dict", numberBytes},
