@@ -8,6 +8,7 @@
 #include "vpn/Common/Xml/XmlElement.h"
 #include "vpn/Common/Xml/XmlParser.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -67,12 +68,14 @@ std::string logUnreadable(unsigned line, const char* call, unsigned code, const 
     return {};
 }
 
-bool checkRevision(const std::string& revision)
+bool checkRevision(const NVAttributes& attributes)
 {
+    const NVAttributes::Attribute* revision = attributes.find("rev");
     int major = -1;
     int minor = -1;
     // sscanf and nothing stricter: manifests are accepted as it reads them, overflow and trailing text included.
-    if (std::sscanf(revision.c_str(), "%d.%d", &major, &minor) < 2) { // NOLINT(cert-err34-c)
+    if (revision == nullptr ||
+        std::sscanf(revision->value.c_str(), "%d.%d", &major, &minor) < 2) { // NOLINT(cert-err34-c)
         return reject(__LINE__, Logging::DI_ERROR, "Invalid manifest revision format");
     }
     // A negative major counts as a very large one.
@@ -82,10 +85,12 @@ bool checkRevision(const std::string& revision)
     return true;
 }
 
-bool readType(const std::string& word, ManifestFileInfo& entry)
+bool readType(std::string_view word, ManifestFileInfo& entry)
 {
-    const auto known = CManifestInfo::ms_mapStringToType.find(word);
-    if (known == CManifestInfo::ms_mapStringToType.end()) {
+    // Not by find(), which would have to be given a copy.
+    const auto& kinds = CManifestInfo::ms_mapStringToType;
+    const auto known = std::find_if(kinds.begin(), kinds.end(), [&](const auto& kind) { return kind.first == word; });
+    if (known == kinds.end()) {
         return reject(__LINE__, Logging::DI_ERROR, kUnknownType);
     }
     entry.type = known->second;
@@ -130,10 +135,13 @@ std::string ManifestFileInfo::*fieldOf(const std::array<TextField, N>& fields, s
 
 void readHashType(const NVAttributes& attributes, ManifestFileInfo& entry)
 {
-    const std::string word = attributes.getAttributeValue("type");
-    if (word == "sha1") {
+    const NVAttributes::Attribute* type = attributes.find("type");
+    if (type == nullptr) {
+        return;
+    }
+    if (type->value == "sha1") {
         entry.hashType = eHashTypeSha1;
-    } else if (word == "sha256") {
+    } else if (type->value == "sha256") {
         entry.hashType = eHashTypeSha256;
     }
 }
@@ -150,13 +158,13 @@ ChildResult readChild(XmlElement& element, ManifestFileInfo& entry)
 {
     const std::string_view name = element.name();
     if (name == "type") {
-        return readType(element.getElementValue(), entry) ? ChildResult::Read : ChildResult::Rejected;
+        return readType(element.value(), entry) ? ChildResult::Read : ChildResult::Rejected;
     }
     const auto field = fieldOf(kTextChildren, name);
     if (field == nullptr) {
         return ChildResult::NoChild;
     }
-    entry.*field = element.takeElementValue();
+    entry.*field = element.getElementValue();
     if (name == "hash") {
         readHashType(*element.getElementAttributes(), entry);
     }
@@ -174,9 +182,8 @@ CManifestInfo::CManifestInfo(bool& ok, const std::string& path)
     }
     std::string text = readManifestFile(path);
     if (!text.empty()) {
-        XmlIfcMgr document;
-        const std::uint32_t status = XmlParser(&document).parseXml(std::move(text), false);
-        ok = readDocument(status, document);
+        ok = parseManifestFile(text);
+        wipeString(text);
     }
 }
 
@@ -252,23 +259,16 @@ bool CManifestInfo::parseManifestFile(const std::string& text)
     }
     XmlIfcMgr document;
     const std::uint32_t status = XmlParser(&document).parseXml(text, false);
-    return readDocument(status, document);
-}
-
-/// Takes the entries out of a document that was parsed with `status`.
-bool CManifestInfo::readDocument(std::uint32_t status, XmlIfcMgr& document)
-{
     if (status != StatusCode::Success) {
         CAppLog::LogReturnCode("parseManifestFile", kLogFile, __LINE__, Logging::DI_ERROR, "XmlParser::parseXml",
                                status, nullptr, nullptr);
         return false;
     }
-    return readEntries(document);
+    return readEntries(document.getElementList());
 }
 
-bool CManifestInfo::readEntries(XmlIfcMgr& document)
+bool CManifestInfo::readEntries(const Elements& elements)
 {
-    const Elements& elements = document.getElementList();
     // One element is an empty manifest, whatever it is; two cannot be a root with a complete entry.
     if (elements.size() == 1) {
         return true;
@@ -280,7 +280,7 @@ bool CManifestInfo::readEntries(XmlIfcMgr& document)
     if ((*element)->name() != "vpn") {
         return reject(__LINE__, Logging::DI_ERROR, "Invalid root element");
     }
-    if (!checkRevision((*element)->getElementAttributes()->getAttributeValue("rev"))) {
+    if (!checkRevision(*(*element)->getElementAttributes())) {
         return false;
     }
     ++element;
@@ -292,7 +292,6 @@ bool CManifestInfo::readEntries(XmlIfcMgr& document)
         }
         m_fileList.push_back(entry.get());
         static_cast<void>(entry.release());
-        document.releaseElementsBefore(element);
     }
     return true;
 }
@@ -318,11 +317,11 @@ bool CManifestInfo::readEntry(Elements::const_iterator& element, Elements::const
 
 bool CManifestInfo::readFileAttributes(const NVAttributes& attributes, ManifestFileInfo& entry) const
 {
-    for (const NVAttributes::Attribute attribute : attributes) {
+    for (const NVAttributes::Attribute& attribute : attributes) {
         if (const auto field = fieldOf(kTextAttributes, attribute.name)) {
             entry.*field = attribute.value;
         } else if (attribute.name == "type") {
-            if (!readType(std::string(attribute.value), entry)) {
+            if (!readType(attribute.value, entry)) {
                 return false;
             }
         } else if (attribute.name == "is_core") {

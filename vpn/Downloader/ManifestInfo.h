@@ -112,8 +112,7 @@ private:
 
     using Elements = std::list<XmlElement*>;
 
-    bool readDocument(std::uint32_t status, XmlIfcMgr& document);
-    bool readEntries(XmlIfcMgr& document);
+    bool readEntries(const Elements& elements);
     bool readEntry(Elements::const_iterator& element, Elements::const_iterator end, ManifestFileInfo& entry) const;
     bool readFileAttributes(const NVAttributes& attributes, ManifestFileInfo& entry) const;
     bool completeEntry(ManifestFileInfo& entry) const;

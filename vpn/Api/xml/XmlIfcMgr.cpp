@@ -1,25 +1,20 @@
 #include "vpn/Api/xml/XmlIfcMgr.h"
 
-#include "vpn/Common/AppLog.h"
+#include "vpn/Common/Xml/XmlContent.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
-bool isBlank(std::string_view text)
-{
-    return text.find_first_not_of(" \n\r\t") == std::string::npos;
-}
-
-void logNoElement(const char* function, unsigned line)
-{
-    CAppLog::LogDebugMessage(function, "../../../../vpn/Api/xml/XmlIfcMgr", line, Logging::DI_ERROR,
-                             "Called when no element is set");
-}
+constexpr const char* kLogFile = "../../../../vpn/Api/xml/XmlIfcMgr";
 
 } // namespace
 
-XmlIfcMgr::~XmlIfcMgr() = default;
+XmlIfcMgr::~XmlIfcMgr()
+{
+    deleteXmlElements();
+}
 
 void XmlIfcMgr::addElement(const std::string& name)
 {
@@ -33,52 +28,42 @@ void XmlIfcMgr::endElement(const std::string& /*name*/)
 
 void XmlIfcMgr::setElementValue(const std::string& value)
 {
-    deliverText(value);
+    if (XmlElement* element = currentElement()) {
+        element->appendElementValue(value);
+    } else if (!isXmlBlank(value)) {
+        logNoElement("setElementValue", kLogFile, 34);
+    }
 }
 
 void XmlIfcMgr::addAttribute(const std::string& name, const std::string& value)
 {
-    deliverAttribute(name, value);
-}
-
-void XmlIfcMgr::deliverText(std::string_view value)
-{
-    if (m_current != nullptr) {
-        m_current->appendElementValue(value);
-    } else if (!isBlank(value)) {
-        logNoElement("setElementValue", 34);
-    }
-}
-
-void XmlIfcMgr::deliverAttribute(std::string_view name, std::string_view value)
-{
-    if (m_current != nullptr) {
-        m_current->addNVPair(name, value);
-    } else if (!isBlank(name) || !isBlank(value)) {
-        logNoElement("addAttribute", 49);
+    if (XmlElement* element = currentElement()) {
+        element->addNVPair(name, value);
+    } else if (!isXmlBlank(name) || !isXmlBlank(value)) {
+        logNoElement("addAttribute", kLogFile, 49);
     }
 }
 
 void XmlIfcMgr::setNewElement(const std::string& name)
 {
-    m_current = &m_storage.emplace_back(name);
-    m_elements.push_back(m_current);
-}
-
-void XmlIfcMgr::releaseElementsBefore(std::list<XmlElement*>::const_iterator end)
-{
-    while (m_elements.cbegin() != end) {
-        if (m_current == m_elements.front()) {
-            m_current = nullptr;
-        }
-        m_elements.pop_front();
-        m_storage.pop_front();
-    }
+    // In the list before it is made, so that no failure to allocate leaves it without an owner.
+    XmlElement*& place = m_elements.emplace_back(nullptr);
+    place = new XmlElement(name);
+    m_current = place;
 }
 
 void XmlIfcMgr::deleteXmlElements()
 {
-    m_current = nullptr;
-    m_storage.clear();
-    std::fill(m_elements.begin(), m_elements.end(), nullptr);
+    for (XmlElement*& element : m_elements) {
+        delete std::exchange(element, nullptr);
+    }
+}
+
+/// The element that was started last, while it is open and still in the list: the caller may have destroyed it. It is
+/// found at once, since it stands last unless the caller changed that.
+XmlElement* XmlIfcMgr::currentElement() const
+{
+    const auto found =
+        m_current == nullptr ? m_elements.rend() : std::find(m_elements.rbegin(), m_elements.rend(), m_current);
+    return found == m_elements.rend() ? nullptr : *found;
 }

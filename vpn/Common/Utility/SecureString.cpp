@@ -1,31 +1,11 @@
 #include "vpn/Common/Utility/SecureString.h"
 
-#include "vpn/Common/Utility/WipedBytes.h"
-
 namespace {
 
 /// Room that an append reserves beyond what it needs, so that later ones seldom move the text again.
 constexpr std::size_t kAppendReserve = 256;
 
-template <class String> void wipe(String& text) noexcept
-{
-    // Growing to the capacity allocates nothing and makes the bytes behind the terminator reachable.
-    text.resize(text.capacity());
-    wipeMemory(text.data(), text.size() * sizeof(text[0]));
-    text.clear();
-}
-
 } // namespace
-
-void wipeString(std::string& text) noexcept
-{
-    wipe(text);
-}
-
-void wipeString(std::wstring& text) noexcept
-{
-    wipe(text);
-}
 
 template <class String> SecureString<String>::SecureString(const Char* text) : m_text(text) {}
 
@@ -41,7 +21,7 @@ template <class String> SecureString<String>::SecureString(const SecureString& o
 template <class String> SecureString<String>& SecureString<String>::operator=(const SecureString& other)
 {
     // No test for self-assignment: an object that is assigned to itself is to end up empty.
-    wipe(m_text); // NOLINT(bugprone-unhandled-self-assignment)
+    wipeString(m_text); // NOLINT(bugprone-unhandled-self-assignment)
     m_text = other.m_text.c_str();
     return *this;
 }
@@ -54,7 +34,7 @@ template <class String> SecureString<String>& SecureString<String>::operator+=(c
     if (m_text.length() + text.length() >= m_text.capacity()) {
         // The buffer that reserve gives back has been wiped before; only the copy still holds the text.
         const SecureString held(*this);
-        wipe(m_text);
+        wipeString(m_text);
         m_text.reserve(held.length() + text.length() + kAppendReserve);
         m_text = held.c_str();
     }
@@ -64,18 +44,18 @@ template <class String> SecureString<String>& SecureString<String>::operator+=(c
 
 template <class String> SecureString<String>::~SecureString()
 {
-    wipe(m_text);
+    wipeString(m_text);
 }
 
 template <class String> void SecureString<String>::Reset(String& text)
 {
-    wipe(text);
+    wipeString(text);
 }
 
 template <class String> SecureString<String> SecureString<String>::GetAndClear(const Char* text)
 {
     SecureString result(text);
-    wipeMemory(const_cast<Char*>(text), result.length() * sizeof(Char));
+    ::explicit_bzero(const_cast<Char*>(text), result.length() * sizeof(Char));
     return result;
 }
 

@@ -3,10 +3,18 @@
 #include <cstddef>
 #include <string>
 
+#include <string.h>
+
 /// Wipes a plain string: every byte of its buffer, what lies behind the terminator included, becomes zero and the
 /// length 0. The buffer, and so the capacity, stays. Short strings, which lie inside the object, are wiped there.
-void wipeString(std::string& text) noexcept;
-void wipeString(std::wstring& text) noexcept;
+template <class Char, class Traits, class Allocator>
+void wipeString(std::basic_string<Char, Traits, Allocator>& text) noexcept
+{
+    // Growing to the capacity allocates nothing and makes the bytes behind the terminator reachable.
+    text.resize(text.capacity());
+    ::explicit_bzero(text.data(), text.size() * sizeof(Char));
+    text.clear();
+}
 
 /// A holder for a secret text that overwrites its characters with zeros before it lets go of them. It exists for
 /// std::string and std::wstring.

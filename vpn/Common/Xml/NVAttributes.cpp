@@ -1,124 +1,89 @@
 #include "vpn/Common/Xml/NVAttributes.h"
 
+#include "vpn/Common/Utility/SecureString.h"
+
 #include <algorithm>
-#include <cstring>
-#include <iterator>
-#include <limits>
 
 namespace {
 
-/// The bits of a size that memory can give it.
-constexpr std::size_t kSizeMask = std::numeric_limits<std::size_t>::max() >> 1;
-
-/// Room for a short attribute that stays alone, as most do, and for those of a manifest's "file": with a step from the
-/// one to the other no block is copied twice on the way.
-constexpr std::size_t kSingleSize = 32;
-constexpr std::size_t kUsualSize = 384;
+/// Room for the attributes of a manifest's "file", which then need not be moved as they come.
+constexpr std::size_t kUsualCount = 8;
 
 } // namespace
 
-void NVAttributes::addNVPair(std::string_view name, std::string_view value, bool userOverride)
+void NVAttributes::addNVPair(const std::string& name, const std::string& value, bool userOverride)
 {
-    Attribute attribute{name, value.substr(0, value.find('\0')), userOverride};
-    const Iterator known = find(name);
-    if (known != end()) {
+    const auto known = std::find_if(m_attributes.begin(), m_attributes.end(),
+                                    [&](const Attribute& attribute) { return attribute.name == name; });
+    if (known != m_attributes.end()) {
         // The first addition decides on the flag; later ones only bring a new value.
-        attribute.userOverride = (*known).userOverride;
-        remove(known);
+        wipeString(known->value);
+        known->value = value.c_str();
+        return;
     }
-    append(attribute);
+    if (m_attributes.empty()) {
+        m_attributes.reserve(kUsualCount);
+    }
+    m_attributes.emplace_back(name, value.c_str(), userOverride);
 }
 
 std::list<std::string>& NVAttributes::getAttributeList(std::list<std::string>& names) const
 {
-    for (const Attribute& attribute : sorted()) {
-        names.emplace_back(attribute.name);
+    for (const Attribute* attribute : sorted()) {
+        names.push_back(attribute->name);
     }
     return names;
 }
 
 std::string NVAttributes::getAttributeValue(const std::string& name) const
 {
-    const Iterator found = find(name);
-    return found == end() ? std::string() : std::string((*found).value);
-}
-
-bool NVAttributes::hasAttribute(const std::string& name) const
-{
-    return find(name) != end();
+    const Attribute* found = find(name);
+    return found == nullptr ? std::string() : std::string(found->value);
 }
 
 bool NVAttributes::userOverrideAllowed(const std::string& name) const
 {
-    const Iterator found = find(name);
-    return found != end() && (*found).userOverride;
+    const Attribute* found = find(name);
+    return found != nullptr && found->userOverride;
 }
 
 void NVAttributes::allowAllUserOverrides()
 {
-    for (Iterator attribute = begin(); attribute != end(); ++attribute) {
-        char* record = m_records.data() + (attribute.m_record - m_records.data());
-        Iterator::Head head = attribute.head();
-        head.userOverride = true;
-        std::memcpy(record, &head, sizeof head);
+    for (Attribute& attribute : m_attributes) {
+        attribute.userOverride = true;
     }
-}
-
-std::size_t NVAttributes::numAttributes() const
-{
-    std::size_t count = 0;
-    for (Iterator attribute = begin(); attribute != end(); ++attribute) {
-        ++count;
-    }
-    return count;
 }
 
 void NVAttributes::clear()
 {
-    m_records.clear();
+    // Not left to the vector, which would keep its block, and short values in it, until later.
+    decltype(m_attributes)().swap(m_attributes);
 }
 
 bool NVAttributes::operator==(const NVAttributes& other) const
 {
-    return m_records.size() == other.m_records.size() && sorted() == other.sorted();
+    const auto mine = sorted();
+    const auto theirs = other.sorted();
+    return std::equal(mine.begin(), mine.end(), theirs.begin(), theirs.end(),
+                      [](const Attribute* a, const Attribute* b) { return *a == *b; });
 }
 
-std::vector<NVAttributes::Attribute> NVAttributes::sorted() const
+const NVAttributes::Attribute* NVAttributes::find(std::string_view name) const
 {
-    std::vector<Attribute> attributes;
-    for (const Attribute attribute : *this) {
-        attributes.push_back(attribute);
+    for (const Attribute& attribute : m_attributes) {
+        if (attribute.name == name) {
+            return &attribute;
+        }
     }
-    std::sort(attributes.begin(), attributes.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
+    return nullptr;
+}
+
+std::vector<const NVAttributes::Attribute*> NVAttributes::sorted() const
+{
+    std::vector<const Attribute*> attributes;
+    for (const Attribute& attribute : m_attributes) {
+        attributes.push_back(&attribute);
+    }
+    std::sort(attributes.begin(), attributes.end(), [](const auto* a, const auto* b) { return a->name < b->name; });
     return attributes;
-}
-
-NVAttributes::Iterator NVAttributes::find(std::string_view name) const
-{
-    Iterator attribute = begin();
-    while (attribute != end() && (*attribute).name != name) {
-        ++attribute;
-    }
-    return attribute;
-}
-
-void NVAttributes::append(const Attribute& attribute)
-{
-    const Iterator::Head head{attribute.name.size() & kSizeMask, attribute.userOverride, attribute.value.size()};
-    const std::size_t size = sizeof head + attribute.name.size() + attribute.value.size();
-    if (m_records.size() + size > kSingleSize) {
-        m_records.reserve(kUsualSize);
-    }
-    char* record = m_records.extend(size);
-    std::memcpy(record, &head, sizeof head);
-    record = std::copy(attribute.name.begin(), attribute.name.end(), record + sizeof head);
-    std::copy(attribute.value.begin(), attribute.value.end(), record);
-}
-
-void NVAttributes::remove(Iterator place)
-{
-    // Copied without it, so that the block that holds its value is given back, and wiped, as a whole.
-    WipedBytes kept({begin().m_record, place.m_record});
-    kept.append({(++place).m_record, end().m_record});
-    m_records.swap(kept);
 }

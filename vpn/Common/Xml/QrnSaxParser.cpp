@@ -2,24 +2,22 @@
 
 #include "vpn/Common/AppLog.h"
 #include "vpn/Common/StatusCodes.h"
-#include "vpn/Common/Utility/SecureString.h"
 #include "vpn/Common/Utility/StringUtils.h"
+#include "vpn/Common/Xml/XmlContent.h"
 #include "vpn/Common/Xml/XmlMgr.h"
 #include "vpn/Common/Xml/XmlWatcher.h"
 
 #include <algorithm>
 #include <cstdarg>
-#include <cstring>
-#include <functional>
 #include <limits>
 #include <memory>
 #include <string_view>
-#include <utility>
 
 #include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 
+#include <string.h>
 #include <sys/stat.h>
 
 namespace {
@@ -125,8 +123,8 @@ struct Document
     XmlPosition begin{0, 0};
 };
 
-/// The parses at work on this thread, the innermost first. The callbacks cannot carry them: libxml2 hands them a
-/// context of its own inside entities, whose one free field holds the sink.
+/// A parse at work. The callbacks find it here, because libxml2 hands them a context of its own inside entities, whose
+/// one free field holds the sink; but that has the handler record of the document's.
 class Parse
 {
 public:
@@ -138,7 +136,17 @@ public:
     Parse(const Parse&) = delete;
     Parse& operator=(const Parse&) = delete;
 
-    static const Parse* current() { return s_current; }
+    /// The innermost on this thread.
+    static Parse* current() { return s_current; }
+
+    /// Null when the context is none of a parse's, but its maker called the callback himself.
+    static Parse* of(const xmlParserCtxt* context)
+    {
+        return s_current != nullptr && s_current->m_document.context->sax == context->sax ? s_current : nullptr;
+    }
+
+    /// The string that brings one value after the other to the sink, so that its buffer is made once.
+    std::string& value() { return m_value; }
 
     /// Null when nobody watches.
     XmlWatcher* watcher() const { return m_watcher; }
@@ -157,14 +165,40 @@ public:
     }
 
 private:
-    static thread_local const Parse* s_current;
+    static thread_local Parse* s_current;
 
     const Document& m_document;
     XmlWatcher* m_watcher;
-    const Parse* m_outer;
+    Parse* m_outer;
+    std::string m_value;
 };
 
-thread_local const Parse* Parse::s_current = nullptr;
+thread_local Parse* Parse::s_current = nullptr;
+
+/// A text or an attribute's value on its way to the sink, wiped behind it.
+class Value
+{
+public:
+    Value(const xmlParserCtxt* context, std::string_view text) : m_text(textOf(Parse::of(context))) { m_text = text; }
+
+    /// Only what was used: texts of one byte may follow one of megabytes, in the same buffer.
+    ~Value()
+    {
+        ::explicit_bzero(m_text.data(), m_text.size());
+        m_text.clear();
+    }
+
+    Value(const Value&) = delete;
+    Value& operator=(const Value&) = delete;
+
+    operator const std::string&() const { return m_text; }
+
+private:
+    std::string& textOf(Parse* parse) { return parse == nullptr ? m_own : parse->value(); }
+
+    std::string m_own;
+    std::string& m_text;
+};
 
 void logError(const char* function, unsigned line, const char* text)
 {
@@ -217,7 +251,7 @@ Document openFile(const std::string& path)
 Document openBuffer(const std::string& text)
 {
     Document document;
-    const std::size_t begin = text.find_first_not_of(" \n\r\t");
+    const std::size_t begin = text.find_first_not_of(kXmlWhiteSpace);
     if (begin == std::string::npos) {
         return document;
     }
@@ -249,16 +283,6 @@ xmlEntityPtr getEntityCB(void* ctx, const xmlChar* name)
     return DeliveryBound::admitReference(context, static_cast<std::size_t>(entity->length)) ? entity : nullptr;
 }
 
-/// True when libxml2 made no copy of the text after all, which it does not promise.
-bool readsFrom(const std::string& text, const xmlParserCtxt* context)
-{
-    if (context == nullptr || context->input == nullptr) {
-        return false;
-    }
-    const auto* base = reinterpret_cast<const char*>(context->input->base);
-    return std::less_equal<>()(text.data(), base) && std::less<>()(base, text.data() + text.size());
-}
-
 void watchedStartElementCB(void* ctx, const xmlChar* name, const xmlChar** atts)
 {
     QrnSaxParser::startElementCB(ctx, name, atts);
@@ -282,7 +306,7 @@ std::uint32_t run(const Document& document, XmlMgr* sink, XmlWatcher* watcher = 
     if (context == nullptr) {
         return StatusCode::OperationFailed;
     }
-    const Parse parse(document, watcher);
+    Parse parse(document, watcher);
     const DeliveryBound bound(context.get(), document.size);
     context->_private = sink;
     // Not marked as initialised, so that libxml2 takes it for a SAX1 handler and gives attributes as plain pairs.
@@ -325,18 +349,6 @@ std::uint32_t QrnSaxParser::startParser(const std::string& input, XmlParserInput
     return run(type == XmlInputFile ? openFile(input) : openBuffer(input), m_sink);
 }
 
-std::uint32_t QrnSaxParser::startParser(std::string&& document)
-{
-    const Document opened = openBuffer(document);
-    if (!readsFrom(document, opened.context.get())) {
-        wipeString(document);
-        document.shrink_to_fit();
-    }
-    const std::uint32_t status = run(opened, m_sink);
-    wipeString(document);
-    return status;
-}
-
 std::uint32_t QrnSaxParser::startWatchedParser(const std::string& document, XmlWatcher& watcher)
 {
     return run(openBuffer(document), m_sink, &watcher);
@@ -369,7 +381,7 @@ void QrnSaxParser::startElementCB(void* ctx, const xmlChar* name, const xmlChar*
         if (!DeliveryBound::admitAttribute(context, attributeName.size() + attributeValue.size())) {
             return;
         }
-        sink->deliverAttribute(attributeName, attributeValue);
+        sink->addAttribute(std::string(attributeName), Value(context, attributeValue));
     }
 }
 
@@ -389,7 +401,8 @@ void QrnSaxParser::elementValueCB(void* ctx, const xmlChar* ch, int len)
         return;
     }
     const auto* characters = reinterpret_cast<const char*>(ch);
-    sink->deliverText(CStringUtils::trimmed({characters, size == 0 ? 0 : ::strnlen(characters, size)}));
+    sink->setElementValue(
+        Value(context, CStringUtils::trimmed({characters, size == 0 ? 0 : ::strnlen(characters, size)})));
 }
 
 void QrnSaxParser::errorCB(void* /*ctx*/, const char* msg, ...)

@@ -40,14 +40,11 @@ public:
 
     /// Parses one document and returns 0, or 0xFE000009 when it is not well formed or cannot be had. Failures are
     /// logged, except for an empty or blank input and an unknown type. Blanks before a document in memory are skipped.
+    /// `input` is not looked at any more once the first event has come: a sink may then release it.
     ///
     /// A document that delivers more than 16 MiB and more than eight times its own size, which for a file is what lies
     /// on the disk, is taken for an attack by entities or compression: its parse is stopped and fails.
     std::uint32_t startParser(const std::string& input, XmlParserInputType type);
-
-    /// The same for a document in memory that the caller gives away: it is wiped and released as soon as libxml2 has
-    /// made its own copy, so that a large one does not stand in memory twice.
-    std::uint32_t startParser(std::string&& document);
 
     /// The same for a document in memory, with somebody who watches what the sink is given.
     std::uint32_t startWatchedParser(const std::string& document, XmlWatcher& watcher);

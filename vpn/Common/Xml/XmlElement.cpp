@@ -1,45 +1,13 @@
 #include "vpn/Common/Xml/XmlElement.h"
 
-#include "vpn/Common/Utility/SecureString.h"
+XmlElement::~XmlElement() = default;
 
-#include <algorithm>
-
-XmlElement::~XmlElement()
+void XmlElement::setElementValue(const std::string& value)
 {
-    if (!m_value.empty()) {
-        wipeString(m_value);
-    }
+    m_value = WipedText(value.begin(), value.end());
 }
 
-std::string XmlElement::takeElementValue()
+void XmlElement::appendElementValue(const std::string& value)
 {
-    std::string taken;
-    taken.swap(m_value);
-    // What the swap of a short text leaves behind inside this object.
-    wipeString(m_value);
-    return taken;
-}
-
-void XmlElement::setElementValue(std::string_view value)
-{
-    wipeString(m_value);
-    appendElementValue(value);
-}
-
-void XmlElement::appendElementValue(std::string_view value)
-{
-    const std::size_t needed = m_value.size() + value.size();
-    if (m_value.empty()) {
-        // Most texts arrive in one piece, which is to fit exactly.
-        m_value = value;
-    } else if (needed <= m_value.capacity()) {
-        m_value += value;
-    } else {
-        // Not left to the string, which would give its old buffer back as it is.
-        std::string larger;
-        larger.reserve(std::max(needed, 2 * m_value.capacity()));
-        larger.append(m_value).append(value);
-        wipeString(m_value);
-        m_value.swap(larger);
-    }
+    m_value.insert(m_value.end(), value.begin(), value.end());
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "vpn/Common/Utility/WipingAllocator.h"
 #include "vpn/Common/Xml/NVAttributes.h"
 
 #include <string>
@@ -14,32 +15,29 @@ public:
     virtual ~XmlElement();
 
     /// Sets an attribute; the user may override it.
-    void addNVPair(std::string_view name, std::string_view value) { m_attributes.addNVPair(name, value); }
+    void addNVPair(const std::string& name, const std::string& value) { m_attributes.addNVPair(name, value); }
 
     /// A copy of the name, as the document has it.
     std::string getElementName() const { return m_name; }
 
     /// Replaces the text.
-    void setElementValue(std::string_view value);
+    void setElementValue(const std::string& value);
 
     /// Appends to the text.
-    void appendElementValue(std::string_view value);
+    void appendElementValue(const std::string& value);
 
     /// A copy of the text.
-    std::string getElementValue() const { return m_value; }
-
-    /// The text itself, which the element then no longer has.
-    std::string takeElementValue();
+    std::string getElementValue() const { return {m_value.begin(), m_value.end()}; }
 
     /// The element's own attributes, not a copy.
     NVAttributes* getElementAttributes() { return &m_attributes; }
 
-    /// The name itself, for the many who only compare it.
+    /// Name and text themselves, for the many who only compare them. They live until the element changes.
     std::string_view name() const { return m_name; }
+    std::string_view value() const { return {m_value.data(), m_value.size()}; }
 
 private:
     std::string m_name;
-    /// Wiped whenever it becomes empty.
-    std::string m_value;
+    WipedText m_value;
     NVAttributes m_attributes;
 };

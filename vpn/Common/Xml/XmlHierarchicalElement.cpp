@@ -37,12 +37,14 @@ XmlHierarchicalElement& XmlHierarchicalElement::operator=(const XmlHierarchicalE
 
 void XmlHierarchicalElement::setElementValue(const std::string& value)
 {
-    m_value.append(value.c_str());
+    const std::string_view text = value.c_str();
+    m_value.insert(m_value.end(), text.begin(), text.end());
 }
 
 void XmlHierarchicalElement::resetElementValue(const std::string& value)
 {
-    m_value = WipedBytes(value.c_str());
+    const std::string_view text = value.c_str();
+    m_value = WipedText(text.begin(), text.end());
 }
 
 void XmlHierarchicalElement::addNVPair(const std::string& name, const std::string& value)
@@ -64,8 +66,8 @@ std::string XmlHierarchicalElement::getAttribute(const std::string& name) const
 
 void XmlHierarchicalElement::getAttributesList(std::list<std::pair<std::string, std::string>>& out) const
 {
-    for (const NVAttributes::Attribute& attribute : m_attributes.sorted()) {
-        out.emplace_back(attribute.name, attribute.value);
+    for (const NVAttributes::Attribute* attribute : m_attributes.sorted()) {
+        out.emplace_back(attribute->name, attribute->value);
     }
 }
 
@@ -98,7 +100,7 @@ XmlHierarchicalElement* XmlHierarchicalElement::getDescendant(const std::string&
 std::string XmlHierarchicalElement::getDescendantValue(const std::string& name) const
 {
     const XmlHierarchicalElement* found = getDescendant(name, "", "");
-    return found == nullptr ? std::string() : std::string(found->m_value.view());
+    return found == nullptr ? std::string() : std::string(found->value());
 }
 
 void XmlHierarchicalElement::deleteChildElements()
@@ -121,7 +123,7 @@ void XmlHierarchicalElement::deleteChildElements(const std::list<std::string>& n
 
 void XmlHierarchicalElement::Clear()
 {
-    m_value.clear();
+    m_value = WipedText();
     deleteChildElements();
 }
 
@@ -168,17 +170,13 @@ bool XmlHierarchicalElement::matches(std::string_view name, std::string_view att
     if (attrName.empty() || m_name != name) {
         return m_name == name;
     }
-    for (const NVAttributes::Attribute attribute : m_attributes) {
-        if (attribute.name == attrName && attribute.value == attrValue) {
-            return true;
-        }
-    }
-    return false;
+    const NVAttributes::Attribute* attribute = m_attributes.find(attrName);
+    return attribute != nullptr && attribute->value == attrValue;
 }
 
 bool XmlHierarchicalElement::isEqualApartFromChildren(const XmlHierarchicalElement& other) const
 {
-    return m_name == other.m_name && m_value.view() == other.m_value.view() && m_attributes == other.m_attributes;
+    return m_name == other.m_name && value() == other.value() && m_attributes == other.m_attributes;
 }
 
 void XmlHierarchicalElement::copyApartFromChildren(const XmlHierarchicalElement& other)
@@ -208,9 +206,9 @@ void XmlHierarchicalElement::copyChildren(const XmlHierarchicalElement& other)
 
 void XmlHierarchicalElement::dumpApartFromChildren(std::string& out) const
 {
-    out.append("\n").append(m_name).append(" : ").append(m_value.view()).append("\n");
-    for (const NVAttributes::Attribute& attribute : m_attributes.sorted()) {
-        out.append("\t- ").append(attribute.name).append(" : ").append(attribute.value).append("\n");
+    out.append("\n").append(m_name).append(" : ").append(value()).append("\n");
+    for (const NVAttributes::Attribute* attribute : m_attributes.sorted()) {
+        out.append("\t- ").append(attribute->name).append(" : ").append(attribute->value).append("\n");
     }
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "vpn/Common/Utility/WipedBytes.h"
+#include "vpn/Common/Utility/WipingAllocator.h"
 #include "vpn/Common/Xml/NVAttributes.h"
 
 #include <list>
@@ -79,6 +79,7 @@ public:
 private:
     using Children = std::list<XmlHierarchicalElement*>;
 
+    std::string_view value() const { return {m_value.data(), m_value.size()}; }
     bool matches(std::string_view name, std::string_view attrName, std::string_view attrValue) const;
     bool isEqualApartFromChildren(const XmlHierarchicalElement& other) const;
     void copyApartFromChildren(const XmlHierarchicalElement& other);
@@ -87,7 +88,7 @@ private:
     static void destroy(Children& doomed);
 
     std::string m_name;
-    WipedBytes m_value;
+    WipedText m_value;
     NVAttributes m_attributes;
     Children m_children;
 };

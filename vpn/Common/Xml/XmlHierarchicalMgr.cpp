@@ -1,21 +1,14 @@
 #include "vpn/Common/Xml/XmlHierarchicalMgr.h"
 
-#include "vpn/Common/AppLog.h"
+#include "vpn/Common/Xml/XmlContent.h"
 #include "vpn/Common/Xml/XmlHierarchicalElement.h"
 #include "vpn/Common/Xml/XmlParser.h"
 
+#include <algorithm>
+
 namespace {
 
-bool isBlank(const std::string& text)
-{
-    return text.find_first_not_of(" \n\r\t") == std::string::npos;
-}
-
-void logNoElement(const char* function, unsigned line)
-{
-    CAppLog::LogDebugMessage(function, "../../../../vpn/Common/Xml/XmlHierarchicalMgr", line, Logging::DI_ERROR,
-                             "Called when no element is set");
-}
+constexpr const char* kLogFile = "../../../../vpn/Common/Xml/XmlHierarchicalMgr";
 
 } // namespace
 
@@ -34,11 +27,7 @@ XmlHierarchicalMgr& XmlHierarchicalMgr::operator=(const XmlHierarchicalMgr& othe
     if (this == &other) {
         return *this;
     }
-    // Of the elements that are still open only the root outlives the assignment.
-    m_openAncestors.clear();
-    if (m_current != m_root.get() || other.m_root == nullptr) {
-        m_current = nullptr;
-    }
+    forgetOpenElements(other.m_root == nullptr ? nullptr : m_root.get());
     if (other.m_root == nullptr) {
         m_root.reset();
         return *this;
@@ -54,6 +43,7 @@ void XmlHierarchicalMgr::addElement(const std::string& name)
 {
     auto element = std::make_unique<XmlHierarchicalElement>(name);
     if (m_current == nullptr) {
+        forgetOpenElements(nullptr);
         m_root = std::move(element);
         m_current = m_root.get();
         return;
@@ -76,8 +66,8 @@ void XmlHierarchicalMgr::setElementValue(const std::string& value)
 {
     if (m_current != nullptr) {
         m_current->setElementValue(value);
-    } else if (!isBlank(value)) {
-        logNoElement("setElementValue", 91);
+    } else if (!isXmlBlank(value)) {
+        logNoElement("setElementValue", kLogFile, 91);
     }
 }
 
@@ -85,8 +75,8 @@ void XmlHierarchicalMgr::addAttribute(const std::string& name, const std::string
 {
     if (m_current != nullptr) {
         m_current->addNVPair(name, value);
-    } else if (!isBlank(name) || !isBlank(value)) {
-        logNoElement("addAttribute", 104);
+    } else if (!isXmlBlank(name) || !isXmlBlank(value)) {
+        logNoElement("addAttribute", kLogFile, 104);
     }
 }
 
@@ -119,4 +109,14 @@ bool XmlHierarchicalMgr::operator==(const XmlHierarchicalMgr& other) const
         return m_root == other.m_root;
     }
     return *m_root == *other.m_root;
+}
+
+/// Makes null what points to open elements, which are about to go, all but `survivor`.
+void XmlHierarchicalMgr::forgetOpenElements(const XmlHierarchicalElement* survivor)
+{
+    const auto isGone = [&](const XmlHierarchicalElement* element) { return element != survivor; };
+    std::replace_if(m_openAncestors.begin(), m_openAncestors.end(), isGone, nullptr);
+    if (isGone(m_current)) {
+        m_current = nullptr;
+    }
 }

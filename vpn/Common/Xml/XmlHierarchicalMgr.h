@@ -28,8 +28,9 @@ public:
 
     XmlHierarchicalMgr(const XmlHierarchicalMgr&) = delete;
 
-    /// Makes this tree a deep copy of the other, as XmlHierarchicalElement::operator= does. Which element is open is
-    /// not carried over: an open root stays open here, and elements below it are gone.
+    /// Makes this tree a deep copy of the other, as XmlHierarchicalElement::operator= does. Which elements are open is
+    /// not carried over and does not change: an open root stays open, and what was open below it is gone but still
+    /// awaits its end tag, until which text and attributes have no element.
     XmlHierarchicalMgr& operator=(const XmlHierarchicalMgr& other);
 
     void addElement(const std::string& name) override;
@@ -55,6 +56,9 @@ public:
     bool operator!=(const XmlHierarchicalMgr& other) const { return !(*this == other); }
 
 private:
+    void forgetOpenElements(const XmlHierarchicalElement* survivor);
+
+    /// Null, like the current element, where an assignment destroyed what stood here.
     std::deque<XmlHierarchicalElement*> m_openAncestors;
     std::unique_ptr<XmlHierarchicalElement> m_root;
     XmlHierarchicalElement* m_current = nullptr;

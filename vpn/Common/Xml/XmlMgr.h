@@ -1,11 +1,10 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
-/// The sink of a parse: whoever wants a document's content implements it and hands itself to an XmlParser. The texts
-/// live only for the call. A failed parse has delivered whatever stood before the failure. All calls of one parse come
-/// on the thread that runs it.
+/// The sink of a parse: whoever wants a document's content implements it and hands itself to an XmlParser. The strings
+/// live only for the call; text and attribute values are wiped behind it. A failed parse has delivered whatever stood
+/// before the failure. All calls of one parse come on the thread that runs it.
 class XmlMgr
 {
 public:
@@ -23,9 +22,4 @@ public:
 
     /// One attribute of the element just started, name and value trimmed.
     virtual void addAttribute(const std::string& name, const std::string& value) = 0;
-
-    /// The parser brings texts and attributes through these two. They hand strings to setElementValue and addAttribute,
-    /// and wipe them afterwards; a sink that makes a copy of its own anyway overrides them and is spared that one.
-    virtual void deliverText(std::string_view value);
-    virtual void deliverAttribute(std::string_view name, std::string_view value);
 };

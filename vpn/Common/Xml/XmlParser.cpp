@@ -4,8 +4,6 @@
 #include "vpn/Common/StatusCodes.h"
 #include "vpn/Common/Utility/SecureString.h"
 
-#include <utility>
-
 std::uint32_t XmlParser::invokeParser(const std::string& input, bool /*flag*/, XmlParserInputType type)
 {
     if (m_sink == nullptr) {
@@ -24,16 +22,6 @@ std::uint32_t XmlParser::invokeParser(const std::string& input, bool /*flag*/, X
 std::uint32_t XmlParser::parseXml(const std::string& xmlText, bool flag)
 {
     return invokeParser(xmlText, flag, XmlInputBuffer);
-}
-
-std::uint32_t XmlParser::parseXml(std::string&& xmlText, bool flag)
-{
-    if (m_sink == nullptr || xmlText.find('\0') != std::string::npos) {
-        const SecureString<std::string> text(xmlText);
-        wipeString(xmlText);
-        return invokeParser(text, flag, XmlInputBuffer);
-    }
-    return QrnSaxParser(m_sink).startParser(std::move(xmlText));
 }
 
 std::uint32_t XmlParser::parseFile(const std::string& path, bool flag)

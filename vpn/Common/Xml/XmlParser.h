@@ -18,10 +18,6 @@ public:
     /// Parses the document `xmlText`.
     std::uint32_t parseXml(const std::string& xmlText, bool flag);
 
-    /// The same for a text that the caller gives away; it is wiped and released before the first event, unless
-    /// it holds a NUL byte.
-    std::uint32_t parseXml(std::string&& xmlText, bool flag);
-
     /// Parses the document in the file `path`.
     std::uint32_t parseFile(const std::string& path, bool flag);
 

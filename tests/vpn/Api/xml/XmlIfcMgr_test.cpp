@@ -1,6 +1,5 @@
 #include "vpn/Api/xml/XmlIfcMgr.h"
 
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -218,17 +217,101 @@ TEST(XmlIfcMgr, elementsMayBeDeletedEarlyAndTwice)
     EXPECT_EQ(document.getElementList().back()->getElementName(), "c");
 }
 
-TEST(XmlIfcMgr, elementsThatWereReadMayBeReleased)
+/** Counts how many of it there are. */
+class CountedElement : public XmlElement
+{
+public:
+    CountedElement() : XmlElement("counted") { ++s_count; }
+    ~CountedElement() override { --s_count; }
+
+    static inline int s_count = 0;
+};
+
+TEST(XmlIfcMgr, whatTheCallerPutsIntoTheListIsDestroyedWithIt)
+{
+    {
+        XmlIfcMgr document;
+        document.addElement("a");
+        document.getElementList().push_front(new CountedElement);
+        document.getElementList().push_back(nullptr);
+        document.getElementList().push_back(new CountedElement);
+        EXPECT_EQ(CountedElement::s_count, 2);
+        document.deleteXmlElements();
+        EXPECT_EQ(CountedElement::s_count, 0);
+        document.getElementList().push_back(new CountedElement);
+    }
+    EXPECT_EQ(CountedElement::s_count, 0);
+}
+
+TEST(XmlIfcMgr, whatTheCallerTakesOffTheListIsTheCallers)
+{
+    std::unique_ptr<XmlElement> taken;
+    {
+        XmlIfcMgr document;
+        ASSERT_EQ(parse(document, "<a>1<b>2</b></a>"), kSuccess);
+        taken.reset(document.getElementList().front());
+        document.getElementList().pop_front();
+        EXPECT_THAT(namesAndTexts(document), ElementsAre("b=2"));
+    }
+    EXPECT_EQ(taken->getElementValue(), "1");
+}
+
+TEST(XmlIfcMgr, anOpenElementThatTheCallerDestroysGetsNothingMore)
+{
+    const CapturedLog log;
+    XmlIfcMgr document;
+    document.addElement("a");
+    document.addElement("b");
+    delete document.getElementList().back();
+    document.getElementList().pop_back();
+    document.setElementValue("x");
+    document.addAttribute("name", "value");
+    EXPECT_THAT(log.records(), ElementsAre(noElement("setElementValue", 34), noElement("addAttribute", 49)));
+    EXPECT_THAT(namesAndTexts(document), ElementsAre("a="));
+}
+
+TEST(XmlIfcMgr, anOpenElementGetsItsTextWhereverTheCallerPutsIt)
 {
     XmlIfcMgr document;
-    ASSERT_EQ(parse(document, "<a>1<b>2</b><c>3</c></a>"), kSuccess);
-    const auto& elements = document.getElementList();
-    document.releaseElementsBefore(elements.begin());
-    EXPECT_THAT(namesAndTexts(document), ElementsAre("a=1", "b=2", "c=3"));
-    document.releaseElementsBefore(std::next(elements.begin(), 2));
-    EXPECT_THAT(namesAndTexts(document), ElementsAre("c=3"));
-    document.releaseElementsBefore(elements.end());
-    EXPECT_THAT(elements, IsEmpty());
+    document.addElement("a");
+    document.addElement("b");
+    document.getElementList().reverse();
+    document.setElementValue("x");
+    EXPECT_THAT(namesAndTexts(document), ElementsAre("b=x", "a="));
+}
+
+TEST(XmlIfcMgr, aDerivedCollectorSeesEveryEventOfAParse)
+{
+    class Spy final : public XmlIfcMgr
+    {
+    public:
+        void addElement(const std::string& name) override
+        {
+            events.push_back("<" + name);
+            XmlIfcMgr::addElement(name);
+        }
+        void endElement(const std::string& name) override
+        {
+            events.push_back(">" + name);
+            XmlIfcMgr::endElement(name);
+        }
+        void setElementValue(const std::string& value) override
+        {
+            events.push_back(value);
+            XmlIfcMgr::setElementValue(value);
+        }
+        void addAttribute(const std::string& name, const std::string& value) override
+        {
+            events.push_back(name + "=" + value);
+            XmlIfcMgr::addAttribute(name, value);
+        }
+
+        std::vector<std::string> events;
+    };
+    Spy document;
+    ASSERT_EQ(parse(document, "<a b='1'>x<c/></a>"), kSuccess);
+    EXPECT_THAT(document.events, ElementsAre("<a", "b=1", "x", "<c", ">c", ">a"));
+    EXPECT_THAT(namesAndTexts(document), ElementsAre("a=x", "c="));
 }
 
 TEST(XmlIfcMgr, mayBeDestroyedThroughItsBase)

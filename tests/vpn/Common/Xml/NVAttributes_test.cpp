@@ -9,6 +9,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Pointee;
 using ::testing::UnorderedElementsAre;
 using namespace std::string_literals;
 
@@ -152,7 +153,7 @@ TEST(NVAttributes, walksOverNamesValuesAndFlags)
     attributes.addNVPair("b", "2", false);
     attributes.addNVPair("a", "1", true);
     std::list<std::string> seen;
-    for (const NVAttributes::Attribute attribute : attributes) {
+    for (const NVAttributes::Attribute& attribute : attributes) {
         seen.push_back(std::string(attribute.name) + "=" + std::string(attribute.value) +
                        (attribute.userOverride ? "+" : "-"));
     }
@@ -166,9 +167,9 @@ TEST(NVAttributes, sortedGivesAllInAscendingOrderOfTheirNames)
     attributes.addNVPair("b", "2", false);
     attributes.addNVPair("B", "3", true);
     attributes.addNVPair("a", "1", true);
-    EXPECT_THAT(attributes.sorted(),
-                ElementsAre(NVAttributes::Attribute{"B", "3", true}, NVAttributes::Attribute{"a", "1", true},
-                            NVAttributes::Attribute{"b", "2", false}));
+    EXPECT_THAT(attributes.sorted(), ElementsAre(Pointee(NVAttributes::Attribute("B", "3", true)),
+                                                 Pointee(NVAttributes::Attribute("a", "1", true)),
+                                                 Pointee(NVAttributes::Attribute("b", "2", false))));
 }
 
 TEST(NVAttributes, clearRemovesValuesAndFlags)

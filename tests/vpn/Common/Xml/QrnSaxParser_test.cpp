@@ -1,5 +1,6 @@
 #include "vpn/Common/Xml/QrnSaxParser.h"
 
+#include <algorithm>
 #include <limits>
 #include <new>
 #include <string>
@@ -29,6 +30,7 @@ using obg::test::ScratchFolder;
 using obg::test::sourceTag;
 using obg::test::writeFile;
 using ::testing::AllOf;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -438,6 +440,37 @@ Events placesIn(const std::string& document)
     Places sink(document);
     EXPECT_EQ(QrnSaxParser(&sink).startParser(document, XmlInputBuffer), kSuccess) << document;
     return sink.events;
+}
+
+TEST(QrnSaxParser, theInputMayBeReleasedOnceTheFirstEventHasCome)
+{
+    class Releasing final : public XmlMgr
+    {
+    public:
+        explicit Releasing(std::string& document) : m_document(document) {}
+        void addElement(const std::string& name) override
+        {
+            std::fill(m_document.begin(), m_document.end(), '!');
+            std::string().swap(m_document);
+            inner.addElement(name);
+        }
+        void endElement(const std::string& name) override { inner.endElement(name); }
+        void setElementValue(const std::string& value) override { inner.setElementValue(value); }
+        void addAttribute(const std::string& name, const std::string& value) override
+        {
+            inner.addAttribute(name, value);
+        }
+
+        RecordingSink inner;
+
+    private:
+        std::string& m_document;
+    };
+    std::string document = " <a>" + std::string(100000, 'x') + "<b c='1'/></a>";
+    Releasing sink(document);
+    EXPECT_EQ(QrnSaxParser(&sink).startParser(document, XmlInputBuffer), kSuccess);
+    EXPECT_THAT(sink.inner.events(), Contains("c='1'"));
+    EXPECT_EQ(sink.inner.events().back(), ">a");
 }
 
 TEST(QrnSaxParser, tellsASinkHowFarItHasRead)

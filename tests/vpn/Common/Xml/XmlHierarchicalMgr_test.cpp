@@ -384,7 +384,28 @@ TEST(XmlHierarchicalMgr, anOpenRootStaysOpenBehindAnAssignment)
     EXPECT_THAT(log.records(), IsEmpty());
 }
 
-TEST(XmlHierarchicalMgr, anOpenElementBelowTheRootIsForgottenByAnAssignment)
+TEST(XmlHierarchicalMgr, whatIsOpenBelowTheRootIsGoneBehindAnAssignmentButStillEnds)
+{
+    const CapturedLog log;
+    long status = -1;
+    const XmlHierarchicalMgr source(status, "<b>x</b>", false, true);
+    XmlHierarchicalMgr tree;
+    tree.addElement("a");
+    tree.addElement("child");
+    tree.addElement("grandchild");
+    tree = source;
+    tree.setElementValue("y");
+    tree.endElement("grandchild");
+    tree.addAttribute("n", "v");
+    EXPECT_EQ(dumpOf(tree), "\nb : x\n");
+    EXPECT_THAT(log.records(), ElementsAre(noElement("setElementValue", 91), noElement("addAttribute", 104)));
+    tree.endElement("child");
+    tree.setElementValue("z");
+    tree.addElement("next");
+    EXPECT_EQ(dumpOf(tree), "\nb : xz\n\nnext : \n");
+}
+
+TEST(XmlHierarchicalMgr, aNewRootBehindAnAssignmentTakesThePlaceOfTheOpenOnes)
 {
     const CapturedLog log;
     long status = -1;
@@ -393,11 +414,11 @@ TEST(XmlHierarchicalMgr, anOpenElementBelowTheRootIsForgottenByAnAssignment)
     tree.addElement("a");
     tree.addElement("child");
     tree = source;
-    tree.setElementValue("y");
-    EXPECT_EQ(dumpOf(tree), "\nb : x\n");
-    EXPECT_THAT(log.records(), ElementsAre(noElement("setElementValue", 91)));
     tree.addElement("next");
+    tree.endElement("next");
+    tree.setElementValue("y");
     EXPECT_EQ(dumpOf(tree), "\nnext : \n");
+    EXPECT_THAT(log.records(), ElementsAre(noElement("setElementValue", 91)));
 }
 
 TEST(XmlHierarchicalMgr, anOpenRootIsForgottenWithItsTree)
