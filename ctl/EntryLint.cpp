@@ -96,7 +96,7 @@ constexpr std::array kFileAttributes{
 
 void readAttributes(Draft& draft)
 {
-    for (const NVAttributes::Attribute attribute : *draft.file.content->getElementAttributes()) {
+    for (const NVAttributes::Attribute& attribute : *draft.file.content->getElementAttributes()) {
         const auto* reader = std::find_if(kFileAttributes.begin(), kFileAttributes.end(),
                                           [&](const AttributeReader& row) { return row.name == attribute.name; });
         if (reader == kFileAttributes.end()) {
@@ -185,7 +185,7 @@ const ChildReader* childReader(std::string_view name)
 
 void checkChildAttributes(const Draft& draft, const OutlineElement& child)
 {
-    for (const NVAttributes::Attribute attribute : *child.content->getElementAttributes()) {
+    for (const NVAttributes::Attribute& attribute : *child.content->getElementAttributes()) {
         if (child.content->name() != "hash" || attribute.name != "type") {
             draft.report.add(Rule::UnknownAttribute, child.place,
                              "unknown attribute " + quoted(attribute.name) + " is ignored");

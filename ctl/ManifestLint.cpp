@@ -61,7 +61,7 @@ void checkRoot(const OutlineElement& root, LintReport& report)
         return;
     }
     checkRevision(root, report);
-    for (const NVAttributes::Attribute attribute : *root.content->getElementAttributes()) {
+    for (const NVAttributes::Attribute& attribute : *root.content->getElementAttributes()) {
         if (attribute.name != "rev") {
             report.add(Rule::UnknownAttribute, root.place,
                        "unknown attribute " + quoted(attribute.name) + " is ignored");

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <list>
 #include <memory>
 #include <new>
@@ -8,6 +9,7 @@
 
 #include <gmock/gmock.h>
 
+#include "tests/support/FailingReads.h"
 #include "tests/support/Files.h"
 #include "tests/support/WatchedHeap.h"
 #include "vpn/Api/xml/XmlIfcMgr.h"
@@ -23,6 +25,7 @@
 
 namespace {
 
+using obg::test::FailingReads;
 using obg::test::ScratchFolder;
 using obg::test::WatchedHeap;
 
@@ -230,6 +233,34 @@ TEST_P(FreedMemory, holdsNothingOfAManifestFileThatBeginsWithANulByte)
 {
     const ScratchFolder folder;
     const std::string path = folder.write("a.xml", std::string(1, '\0') + longText(100));
+    WatchedHeap memory;
+    {
+        bool ok = true;
+        const CManifestInfo info(ok, path);
+        ASSERT_FALSE(ok);
+    }
+    EXPECT_EQ(memory.blocksWith(marker()), 0U);
+}
+
+TEST_P(FreedMemory, holdsNothingOfAManifestFileThatCannotBeReadToItsEnd)
+{
+    const ScratchFolder folder;
+    const std::string path = folder.write("a.xml", longText(1000));
+    WatchedHeap memory;
+    {
+        const FailingReads reads(500, EIO);
+        bool ok = true;
+        const CManifestInfo info(ok, path);
+        ASSERT_FALSE(ok);
+    }
+    EXPECT_GT(memory.blocks(), 0U);
+    EXPECT_EQ(memory.blocksWith(marker()), 0U);
+}
+
+TEST_P(FreedMemory, holdsNothingOfAManifestWithoutAnElement)
+{
+    const ScratchFolder folder;
+    const std::string path = folder.write("a.xml", longText(1000));
     WatchedHeap memory;
     {
         bool ok = true;

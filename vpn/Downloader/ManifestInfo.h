@@ -8,9 +8,7 @@
 #include <string>
 #include <vector>
 
-class NVAttributes;
-class XmlElement;
-class XmlIfcMgr;
+class ManifestReader;
 
 /// A package manifest: an XML document that lists the files of one client module.
 ///
@@ -110,11 +108,7 @@ public:
 private:
     CManifestInfo(bool& ok, const std::string& text, const Reading& reading);
 
-    using Elements = std::list<XmlElement*>;
-
-    bool readEntries(const Elements& elements);
-    bool readEntry(Elements::const_iterator& element, Elements::const_iterator end, ManifestFileInfo& entry) const;
-    bool readFileAttributes(const NVAttributes& attributes, ManifestFileInfo& entry) const;
+    bool readEntries(const std::string& text, ManifestReader& reader);
     bool completeEntry(ManifestFileInfo& entry) const;
 
     std::list<ManifestFileInfo*> m_fileList;

@@ -54,6 +54,7 @@ void XmlIfcMgr::setNewElement(const std::string& name)
 
 void XmlIfcMgr::deleteXmlElements()
 {
+    m_current = nullptr;
     for (XmlElement*& element : m_elements) {
         delete std::exchange(element, nullptr);
     }

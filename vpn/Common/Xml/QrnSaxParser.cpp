@@ -3,6 +3,7 @@
 #include "vpn/Common/AppLog.h"
 #include "vpn/Common/StatusCodes.h"
 #include "vpn/Common/Utility/StringUtils.h"
+#include "vpn/Common/Xml/EntityBound.h"
 #include "vpn/Common/Xml/XmlContent.h"
 #include "vpn/Common/Xml/XmlMgr.h"
 #include "vpn/Common/Xml/XmlWatcher.h"
@@ -18,14 +19,10 @@
 #include <libxml/parserInternals.h>
 
 #include <string.h>
-#include <sys/stat.h>
 
 namespace {
 
 constexpr const char* kLogFile = "../../../../vpn/Common/Xml/QrnSaxParser";
-
-/// What xmlParseDocument gives for a document that is not well formed.
-constexpr int kNotWellFormed = -1;
 
 struct ContextDeleter
 {
@@ -37,88 +34,10 @@ struct ContextDeleter
 };
 using ContextPtr = std::unique_ptr<xmlParserCtxt, ContextDeleter>;
 
-/// Holds what a document delivers, and what it has libxml2 expand on the way, against the document's own size. A small
-/// document can name one long entity again and again, and libxml2 lets it deliver gigabytes. Elements and attributes
-/// count for more than their texts, as they take more; but a document without entities delivers less than eight times
-/// its size even if it is nothing but "<a/>" or one attribute after the other, and were it in an encoding whose every
-/// byte becomes three of UTF-8.
-class DeliveryBound
-{
-public:
-    DeliveryBound(xmlParserCtxtPtr document, std::size_t documentSize)
-        : m_document(document), m_limit(std::max(kMinimum, kFactor * documentSize)), m_outer(s_current)
-    {
-        s_current = this;
-    }
-    ~DeliveryBound() { s_current = m_outer; }
-    DeliveryBound(const DeliveryBound&) = delete;
-    DeliveryBound& operator=(const DeliveryBound&) = delete;
-
-    /// Counts what is about to be delivered on this thread. False when the parse is over because of it.
-    static bool admitText(xmlParserCtxtPtr context, std::size_t size)
-    {
-        return s_current == nullptr || s_current->count(s_current->m_delivered, s_current->m_limit, context, size);
-    }
-    static bool admitElement(xmlParserCtxtPtr context, std::size_t size)
-    {
-        return admitText(context, kElementCost + size);
-    }
-    static bool admitAttribute(xmlParserCtxtPtr context, std::size_t size)
-    {
-        return admitText(context, kAttributeCost + size);
-    }
-
-    /// Counts an entity that is about to be expanded. It need not deliver anything: it may be one long comment. The
-    /// bound is twice the other one, so that what is delivered decides where anything is.
-    static bool admitReference(xmlParserCtxtPtr context, std::size_t size)
-    {
-        return s_current == nullptr || s_current->count(s_current->m_expanded, 2 * s_current->m_limit, context, size);
-    }
-
-    bool isExceeded() const { return m_isExceeded; }
-
-private:
-    static constexpr std::size_t kElementCost = 28;
-    static constexpr std::size_t kAttributeCost = 24;
-    static constexpr std::size_t kMinimum = std::size_t{16} * 1024 * 1024;
-    static constexpr std::size_t kFactor = 8;
-
-    bool count(std::size_t& counter, std::size_t limit, xmlParserCtxtPtr context, std::size_t size)
-    {
-        if (!m_isExceeded) {
-            counter += size;
-            if (counter <= limit) {
-                return true;
-            }
-            m_isExceeded = true;
-            QrnSaxParser::errorCB(context, "%s", "Entities deliver far more than the document holds: parse stopped\n");
-            xmlStopParser(m_document);
-        }
-        // Inside an entity the context at work is not the document's own, and there may be others between the two; each
-        // would go on to its next reference.
-        xmlStopParser(context);
-        return false;
-    }
-
-    /// The parse at work on this thread. The callbacks cannot carry it: libxml2 hands them a context of its own inside
-    /// entities, whose one free field holds the sink.
-    static thread_local DeliveryBound* s_current;
-
-    xmlParserCtxtPtr m_document;
-    std::size_t m_limit;
-    std::size_t m_delivered = 0;
-    std::size_t m_expanded = 0;
-    bool m_isExceeded = false;
-    DeliveryBound* m_outer;
-};
-
-thread_local DeliveryBound* DeliveryBound::s_current = nullptr;
-
 /// A document that is being parsed, from where on libxml2 sees it.
 struct Document
 {
     ContextPtr context;
-    std::size_t size = 0;
     /// What stands before, which libxml2 is not shown.
     XmlPosition begin{0, 0};
 };
@@ -237,10 +156,7 @@ std::string_view trimmed(const xmlChar* text)
 
 Document openFile(const std::string& path)
 {
-    struct stat info
-    {};
     Document document;
-    document.size = stat(path.c_str(), &info) == 0 ? static_cast<std::size_t>(info.st_size) : 0;
     document.context.reset(xmlCreateFileParserCtxt(path.c_str()));
     if (document.context == nullptr) {
         logFailedCall(188, "xmlCreateFileParserCtxt", StatusCode::NoParserContext);
@@ -255,32 +171,16 @@ Document openBuffer(const std::string& text)
     if (begin == std::string::npos) {
         return document;
     }
-    document.size = text.size() - begin;
+    const std::size_t size = text.size() - begin;
     const auto lines = std::count(text.data(), text.data() + begin, '\n');
     document.begin = {static_cast<int>(lines), begin};
     // libxml2 counts in int and refuses 0, as it is to refuse what it could not count.
-    const bool isCountable = document.size <= std::numeric_limits<int>::max();
-    document.context.reset(
-        xmlCreateMemoryParserCtxt(text.data() + begin, isCountable ? static_cast<int>(document.size) : 0));
+    const bool isCountable = size <= std::numeric_limits<int>::max();
+    document.context.reset(xmlCreateMemoryParserCtxt(text.data() + begin, isCountable ? static_cast<int>(size) : 0));
     if (document.context == nullptr) {
         logFailedCall(176, "xmlCreateMemoryParserCtxt", StatusCode::NoParserContext);
     }
     return document;
-}
-
-/// libxml2's own look-up of entities, but for those that take a document beyond its bound. It looks none up in a
-/// document that is not well-formed, and expands none in an attribute.
-xmlEntityPtr getEntityCB(void* ctx, const xmlChar* name)
-{
-    auto* context = static_cast<xmlParserCtxtPtr>(ctx);
-    if (context->wellFormed != 1) {
-        return nullptr;
-    }
-    xmlEntityPtr entity = xmlSAX2GetEntity(ctx, name);
-    if (entity == nullptr || entity->length <= 0 || context->instate == XML_PARSER_ATTRIBUTE_VALUE) {
-        return entity;
-    }
-    return DeliveryBound::admitReference(context, static_cast<std::size_t>(entity->length)) ? entity : nullptr;
 }
 
 void watchedStartElementCB(void* ctx, const xmlChar* name, const xmlChar** atts)
@@ -306,8 +206,7 @@ std::uint32_t run(const Document& document, XmlMgr* sink, XmlWatcher* watcher = 
     if (context == nullptr) {
         return StatusCode::OperationFailed;
     }
-    Parse parse(document, watcher);
-    const DeliveryBound bound(context.get(), document.size);
+    const Parse parse(document, watcher);
     context->_private = sink;
     // Not marked as initialised, so that libxml2 takes it for a SAX1 handler and gives attributes as plain pairs.
     xmlSAXHandler handler{};
@@ -315,18 +214,16 @@ std::uint32_t run(const Document& document, XmlMgr* sink, XmlWatcher* watcher = 
     handler.endElement = QrnSaxParser::endElementCB;
     handler.characters = QrnSaxParser::elementValueCB;
     handler.error = QrnSaxParser::errorCB;
-    handler.getEntity = getEntityCB;
     if (watcher != nullptr) {
         handler.startElement = watchedStartElementCB;
         handler.characters = watchedElementValueCB;
     }
     // Into the context's own record, not in its place: the context is then whole whichever way the parse is left.
     *context->sax = handler;
-    int result = xmlParseDocument(context.get());
-    if (bound.isExceeded()) {
-        // A parse that was stopped counts as well-formed for libxml2.
-        result = kNotWellFormed;
-    }
+#if LIBXML_VERSION < 21100
+    const EntityBound bound(context.get());
+#endif
+    const int result = xmlParseDocument(context.get());
     if (result != 0) {
         logFailedCall(225, "xmlParseDocument", static_cast<unsigned>(result));
         return StatusCode::OperationFailed;
@@ -367,21 +264,12 @@ void QrnSaxParser::startElementCB(void* ctx, const xmlChar* name, const xmlChar*
     if (sink == nullptr) {
         return;
     }
-    const std::string elementName = toString(name);
-    if (!DeliveryBound::admitElement(context, elementName.size())) {
-        return;
-    }
-    sink->addElement(elementName);
+    sink->addElement(toString(name));
     if (atts == nullptr) {
         return;
     }
     for (; atts[0] != nullptr && atts[1] != nullptr; atts += 2) {
-        const std::string_view attributeName = trimmed(atts[0]);
-        const std::string_view attributeValue = trimmed(atts[1]);
-        if (!DeliveryBound::admitAttribute(context, attributeName.size() + attributeValue.size())) {
-            return;
-        }
-        sink->addAttribute(std::string(attributeName), Value(context, attributeValue));
+        sink->addAttribute(std::string(trimmed(atts[0])), Value(context, trimmed(atts[1])));
     }
 }
 
@@ -396,10 +284,10 @@ void QrnSaxParser::elementValueCB(void* ctx, const xmlChar* ch, int len)
 {
     auto* context = static_cast<xmlParserCtxtPtr>(ctx);
     XmlMgr* sink = sinkOf(context, "elementValueCB", 98);
-    const std::size_t size = len > 0 ? static_cast<std::size_t>(len) : 0;
-    if (sink == nullptr || !DeliveryBound::admitText(context, size)) {
+    if (sink == nullptr) {
         return;
     }
+    const std::size_t size = len > 0 ? static_cast<std::size_t>(len) : 0;
     const auto* characters = reinterpret_cast<const char*>(ch);
     sink->setElementValue(
         Value(context, CStringUtils::trimmed({characters, size == 0 ? 0 : ::strnlen(characters, size)})));

@@ -42,8 +42,8 @@ public:
     /// logged, except for an empty or blank input and an unknown type. Blanks before a document in memory are skipped.
     /// `input` is not looked at any more once the first event has come: a sink may then release it.
     ///
-    /// A document that delivers more than 16 MiB and more than eight times its own size, which for a file is what lies
-    /// on the disk, is taken for an attack by entities or compression: its parse is stopped and fails.
+    /// A document whose entities expand to more than 1,000,000 bytes and to more than five times what was read of it is
+    /// taken for an attack: its parse is stopped and fails.
     std::uint32_t startParser(const std::string& input, XmlParserInputType type);
 
     /// The same for a document in memory, with somebody who watches what the sink is given.
