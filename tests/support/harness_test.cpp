@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -54,7 +55,7 @@ TEST(PrivateMachine, isEnteredInAChrootWhoseRootIsNoMountPointAndNoMountLeavesIt
 {
     const Chroot machine;
     const std::string before = machine.mounts();
-    const std::string self = std::filesystem::read_symlink("/proc/self/exe");
+    const std::string self = std::filesystem::absolute(program_invocation_name);
     const ToolResult result =
         ToolRun({"--gtest_filter=PrivateMachine.*Roots"}).program(self).root(machine.path()).run();
     EXPECT_EQ(result.exitStatus, 0) << result.out << result.err;
