@@ -118,11 +118,17 @@ std::size_t ManifestOutline::beginOf(std::string_view run) const
     return place;
 }
 
+/// True where text has no meaning. Of an element that is wrong itself nothing more is said.
+bool ManifestOutline::dropsText() const
+{
+    return m_current == nullptr || m_current->content->name() == "file" || m_current->parent == nullptr;
+}
+
 void ManifestOutline::seeText(std::string_view run, bool isFromEntity)
 {
     const std::string_view piece = CStringUtils::trimmed(run);
-    if (m_stretch.delivered.empty() && !piece.empty()) {
-        const std::size_t blanks = static_cast<std::size_t>(piece.data() - run.data());
+    if (dropsText() && m_stretch.delivered.empty() && !piece.empty()) {
+        const auto blanks = static_cast<std::size_t>(piece.data() - run.data());
         m_stretch.place = m_lines.placeOf(isFromEntity ? beginOfReference() : beginOf(run) + blanks);
     }
     m_stretch.written.append(run);
@@ -136,14 +142,12 @@ void ManifestOutline::seeText(std::string_view run, bool isFromEntity)
 /// Judges what stands between two tags.
 void ManifestOutline::finishStretch()
 {
-    const std::string_view name = m_current == nullptr ? std::string_view() : m_current->content->name();
-    const bool counts = isEntryChild(name);
-    // Of an element that is wrong itself nothing more is said.
-    const bool isMisplaced = name.empty() || name == "file" || m_open.size() == 1;
-    if (!counts && isMisplaced && !m_stretch.delivered.empty()) {
-        m_report.add(Rule::DroppedText, m_stretch.place, "the text " + quoted(m_stretch.delivered) + " is dropped");
-    }
-    if (counts && CStringUtils::trimmed(m_stretch.written) != m_stretch.delivered) {
+    if (dropsText()) {
+        if (!m_stretch.delivered.empty()) {
+            m_report.add(Rule::DroppedText, m_stretch.place, "the text " + quoted(m_stretch.delivered) + " is dropped");
+        }
+    } else if (isEntryChild(m_current->content->name()) &&
+               CStringUtils::trimmed(m_stretch.written) != m_stretch.delivered) {
         m_report.add(Rule::CutBlanks, m_current->place,
                      "blanks are cut off within the text, which becomes " + quoted(m_stretch.delivered));
     }

@@ -68,6 +68,7 @@ private:
     std::size_t beginOf(std::string_view run) const;
     std::size_t beginOfReference() const;
     TextPlace placeOfTag() const;
+    bool dropsText() const;
     void finishStretch();
     void hear(std::string_view complaint);
     void reportComplaints(bool isWellFormed);

@@ -20,7 +20,7 @@ namespace {
 using ctl::Consequence;
 using ctl::LintFinding;
 using ctl::Rule;
-using obg::fuzz::require;
+using obg::test::require;
 
 constexpr const char* kFile = "/opt/manifest.xml";
 
@@ -85,17 +85,17 @@ void requireRecords(const std::vector<LintFinding>& findings, const CManifestInf
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
 {
-    obg::fuzz::enterPrivateMachine();
-    obg::fuzz::silenceXml();
+    obg::test::enterPrivateMachine();
+    obg::test::silenceXml();
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const std::string bytes = obg::fuzz::Input(data, size).rest();
+    const std::string bytes = obg::test::Input(data, size).rest();
     const ctl::LintResult result = ctl::lintManifest(bytes);
 
-    obg::fuzz::writeFile(kFile, bytes);
+    obg::test::writeFile(kFile, bytes);
     bool isAccepted = false;
     const CManifestInfo manifest(isAccepted, std::string(kFile));
     require(result.isAccepted == isAccepted, "the verdict is the tool's");

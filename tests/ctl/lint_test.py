@@ -73,6 +73,7 @@ EXPECTED = {
 }
 # These want files that are too large to keep; tests below make them.
 ELSEWHERE = {"size-wraps", "too-large"}
+RULES = {line.split("[")[-1].rstrip("]") for line in EXPECTED.values()} | ELSEWHERE
 
 ENTRY = '<file id="{id}" version="1.0" type="exe"><uri>{id}.exe</uri></file>'
 GOOD = '<vpn rev="1.0">' + ENTRY.format(id="a") + "</vpn>"
@@ -106,7 +107,7 @@ class RulesTest(LintTest):
     def test_each_rule_has_a_manifest_that_breaks_it(self):
         log = json.loads(self.ctl("--format", "sarif", "lint", self.write(GOOD), status=0).out)
         rules = {rule["id"] for rule in log["runs"][0]["tool"]["driver"]["rules"]}
-        self.assertEqual({line.split("[")[-1].rstrip("]") for line in EXPECTED.values()} | ELSEWHERE, rules)
+        self.assertEqual(RULES, rules)
         self.assertEqual({path.stem for path in FIXTURES.glob("*.xml")}, set(EXPECTED))
 
     def test_a_manifest_that_breaks_a_rule_gets_its_finding_alone(self):
@@ -264,7 +265,7 @@ class OptionsTest(LintTest):
             'To mend it: Add the attribute lang, for example lang="de".\n'))
 
     def test_explain_knows_every_rule(self):
-        for rule in {line.split("[")[-1].rstrip("]") for line in EXPECTED.values()} | ELSEWHERE:
+        for rule in RULES:
             document = self.json("lint", "--explain", rule)
             self.assertEqual([row["rule"] for row in document["rules"]], [rule])
 
@@ -322,6 +323,25 @@ class OptionsTest(LintTest):
         self.ctl("lint", name, status=0, before=["strace", "-f", "-o", "/var/lib/trace", "-e", "trace=file"])
         self.assertEqual(sorted(os.walk("/opt")), before)
         self.assertNotIn("O_CREAT", pathlib.Path("/var/lib/trace").read_text())
+
+
+class ManualTest(LintTest):
+    TABLES = {"rejecting rules of lint": ("error", "the tool rejects the manifest"),
+              "damaging rules of lint": ("error", "the tool damages the store"),
+              "warning rules of lint": ("warning", "the tool accepts it in silence")}
+
+    def test_the_manual_lists_every_rule_with_its_reason(self):
+        page = (harness.SOURCE / "packaging/man/obg_manifestctl.1").read_text()
+        listed = set()
+        for table, (severity, consequence) in self.TABLES.items():
+            rows = page.split(f'.\\" table: {table}\n')[1].split('.\\" end\n')[0].split(".It Li ")[1:]
+            for rule, text in (row.split("\n", 1) for row in rows):
+                with self.subTest(rule):
+                    (told,) = self.json("lint", "--explain", rule)["rules"]
+                    self.assertEqual((told["severity"], told["consequence"]), (severity, consequence))
+                    self.assertEqual(told["why"], " ".join(text.split()))
+                listed.add(rule)
+        self.assertEqual(listed, RULES)
 
 
 class SarifTest(LintTest):
