@@ -162,7 +162,7 @@ def whole_store(sample):
 
 def records_of(sample):
     """Every entry of the sample as one that is recorded."""
-    return [(manifests.KINDS["exe"][0], entry.version, entry.id) for entry in manifests.make_entries(sample.count)]
+    return [(manifests.NUMBERS_IN_STORE["exe"], entry.version, entry.id) for entry in manifests.make_entries(sample.count)]
 
 
 def timed(command):
