@@ -8,6 +8,6 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    obg::fuzz::requireStoreWalkClaims(std::string(reinterpret_cast<const char*>(data), size));
+    obg::test::requireStoreWalkClaims(std::string(reinterpret_cast<const char*>(data), size));
     return 0;
 }

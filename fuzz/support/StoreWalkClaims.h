@@ -17,7 +17,7 @@
 
 // What must hold of every file, whatever its bytes, between what `check` says and what the tool loads.
 
-namespace obg::fuzz {
+namespace obg::test {
 
 inline void requireSameEntries(const ctl::StoreWalk& walk, const CInstalledManifestInfo& store)
 {
@@ -96,4 +96,4 @@ inline void requireStoreWalkClaims(const std::string& file)
     require(document.text().ends_with("}\n"), "findings can be rendered");
 }
 
-} // namespace obg::fuzz
+} // namespace obg::test

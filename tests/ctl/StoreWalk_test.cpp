@@ -16,7 +16,6 @@ namespace obg::test {
 
 namespace {
 
-using fuzz::requireStoreWalkClaims;
 
 /** Three records of kinds that are kept, one that is dropped, one id twice. */
 std::string wholeStore()

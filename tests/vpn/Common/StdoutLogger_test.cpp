@@ -25,6 +25,16 @@
 #include "tests/vpn/Common/LogsBeforeMain.h"
 #include "vpn/Common/AppLog.h"
 
+// Stands before that of the C library in this binary, and lags by more than a tick.
+extern "C" std::time_t time(std::time_t* result) noexcept
+{
+    const std::time_t late = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now()) - 3600;
+    if (result != nullptr) {
+        *result = late;
+    }
+    return late;
+}
+
 namespace {
 
 using obg::test::LogLine;
@@ -86,7 +96,7 @@ std::string lineFor(const char* name, const char* text)
     return out.text();
 }
 
-/** What std::time says only some moments later. */
+/** The system clock's seconds. */
 std::time_t now()
 {
     return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
@@ -173,12 +183,13 @@ TEST(CStdoutLogger, writesLocalTime)
     EXPECT_THAT(timesBetween(before, now(), 5 * 3600 + 30 * 60), ::testing::Contains(line.substr(0, 19)));
 }
 
-TEST(CStdoutLogger, theTimeIsThatOfTheSystemClockFromTheFirstMomentOfASecondOn)
+TEST(CStdoutLogger, theTimeIsThatOfTheSystemClockAndNotTheOneThatLags)
 {
     const TimeZone zone("UTC0");
-    const timespec next{now() + 1, 0};
-    clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &next, nullptr);
-    EXPECT_EQ(lineFor("tool", "text").substr(0, 19), timesBetween(next.tv_sec, next.tv_sec, 0).front());
+    const std::time_t before = now();
+    ASSERT_LT(std::time(nullptr), before);
+    const std::string line = lineFor("tool", "text");
+    EXPECT_THAT(timesBetween(before, now(), 0), ::testing::Contains(line.substr(0, 19)));
 }
 
 TEST(CStdoutLogger, followsAChangedTimeZone)
