@@ -50,15 +50,20 @@ std::string_view stateWord(InstalledManifestState state)
     }
 }
 
+std::string refusalOf(const std::string& shown, InstalledManifestState state, int error)
+{
+    std::string fault = shown + ": the store is damaged";
+    if (error != 0) {
+        fault = "cannot read " + shown + ": " + std::strerror(error);
+    } else if (state == InstalledManifestState::Unsupported) {
+        fault = shown + ": the store is of a version that is not read";
+    }
+    return fault + "; obg_manifestctl check tells more";
+}
+
 void complainOfState(const LoadedStore& store)
 {
-    std::string fault = store.place().shown + ": the store is damaged";
-    if (store.error() != 0) {
-        fault = "cannot read " + store.place().shown + ": " + std::strerror(store.error());
-    } else if (store.state() == InstalledManifestState::Unsupported) {
-        fault = store.place().shown + ": the store is of a version that is not read";
-    }
-    complain(fault + "; obg_manifestctl check tells more");
+    complain(refusalOf(store.place().shown, store.state(), store.error()));
 }
 
 } // namespace ctl

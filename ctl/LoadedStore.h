@@ -39,6 +39,10 @@ private:
 /// "absent", "unreadable", "unsupported", "damaged" or "good".
 std::string_view stateWord(InstalledManifestState state);
 
+/// Why a command that needs a good store cannot work with one in this state, with the command that tells more. `error`
+/// is why an unreadable one cannot be read.
+std::string refusalOf(const std::string& shown, InstalledManifestState state, int error);
+
 /// Complains that a command needs a good store and this one is not, and names the command that tells more.
 void complainOfState(const LoadedStore& store);
 

@@ -21,7 +21,11 @@ int reasonAgainstReading(const std::string& path)
         return errno;
     }
     char first = 0;
-    const int reason = read(file, &first, 1) == -1 ? errno : 0;
+    ssize_t size = -1;
+    do {
+        size = read(file, &first, 1);
+    } while (size == -1 && errno == EINTR);
+    const int reason = size == -1 ? errno : 0;
     close(file);
     return reason;
 }

@@ -24,7 +24,7 @@ Change changeByRecording(const PlannedChange& planned)
     if (!isStored(planned.listed.kind)) {
         return planned.before ? Change::Drop : Change::Unrecorded;
     }
-    if (planned.id.empty() || planned.listed.version.empty()) {
+    if (isUnholdable(planned.id, planned.listed.kind, planned.listed.version)) {
         return Change::Damage;
     }
     if (!planned.before) {
@@ -63,6 +63,11 @@ std::string_view wordOf(Change change)
     return "damage";
 }
 
+bool isUnholdable(const std::string& id, ManifestFileType kind, const std::string& version)
+{
+    return isStored(kind) && (id.empty() || version.empty());
+}
+
 StorePlan::StorePlan(std::optional<std::string> bytes) : m_before(std::move(bytes)), m_bytes(m_before) {}
 
 CInstalledManifestInfo StorePlan::load() const
@@ -86,6 +91,11 @@ void StorePlan::run(RunMode mode, const CManifestInfo& manifest)
             store.RemoveInstalledEntry(file->id);
         }
         m_changes.push_back(std::move(planned));
+    }
+    for (const auto& entry : store.GetEntries()) {
+        if (isUnholdable(entry.fileId, entry.type, entry.version)) {
+            m_unholdable = entry.fileId;
+        }
     }
     // The tool deletes the file of a store without entries, but not that of one whose entries are all left out.
     m_bytes.reset();

@@ -48,6 +48,9 @@ struct KindAndVersion
     bool operator==(const KindAndVersion&) const = default;
 };
 
+/// Whether an entry is recorded, and has no id or no version: no file can hold it.
+bool isUnholdable(const std::string& id, ManifestFileType kind, const std::string& version);
+
 struct PlannedChange
 {
     Change change = Change::Keep;
@@ -74,6 +77,10 @@ public:
     /// The store file after the last run, nullopt where it would be deleted.
     const std::optional<std::string>& bytes() const { return m_bytes; }
 
+    /// The id of an entry without id or version that a run had in the store in the end: no file can hold it, and its
+    /// readers are out of step. nullopt when there was none.
+    const std::optional<std::string>& unholdable() const { return m_unholdable; }
+
     /// Whether the file would be, to the byte, what it is.
     bool changesNothing() const { return m_bytes == m_before; }
 
@@ -84,6 +91,7 @@ private:
     const std::optional<std::string> m_before;
     std::optional<std::string> m_bytes;
     std::vector<PlannedChange> m_changes;
+    std::optional<std::string> m_unholdable;
 };
 
 } // namespace ctl

@@ -40,7 +40,7 @@ void addChoice(CLI::App& program, const std::string& name, Value& value,
 }
 
 /// In the order in which --help lists them.
-constexpr std::array kCommands{addList, addCheck, addDiff, addLint, addPlan, addVerify, addFacts};
+constexpr std::array kCommands{addList, addCheck, addDiff, addLint, addPlan, addVerify, addFacts, addApply, addSync};
 
 void addOptions(CLI::App& program, Options& options)
 {

@@ -9,6 +9,8 @@ _obg_manifestctl_options() {
     lint) echo --strict --explain --help ;;
     plan) echo -i -x --help ;;
     verify) echo --strays --help ;;
+    apply) echo -i -x --wait --help ;;
+    sync) echo --rebuild --dry-run --wait --help ;;
     *) echo --help ;;
     esac
 }
@@ -21,7 +23,7 @@ _obg_manifestctl_values() {
     --format) compgen -W 'text json sarif' -- "$1" ;;
     --color) compgen -W 'auto always never' -- "$1" ;;
     --kind) compgen -W 'msi exe l10n script profile mst transform binary resource dmg rpm deb' -- "$1" ;;
-    --explain) ;;
+    --explain | --wait) ;;
     *) return 1 ;;
     esac
     return 0
@@ -30,9 +32,9 @@ _obg_manifestctl_values() {
 # Prints what begins with $1 and may stand as an argument of the command $2; without one, the commands.
 _obg_manifestctl_arguments() {
     case $2 in
-    '') compgen -W 'list check diff lint plan verify facts' -- "$1" ;;
+    '') compgen -W 'list check diff lint plan verify facts apply sync' -- "$1" ;;
     check | diff) compgen -f -- "$1" ;;
-    lint | plan | verify)
+    lint | plan | verify | apply)
         compgen -f -X '!*.xml' -- "$1"
         compgen -d -- "$1"
         ;;

@@ -1,6 +1,6 @@
 # Completion of obg_manifestctl in fish.
 
-set -l commands list check diff lint plan verify facts
+set -l commands list check diff lint plan verify facts apply sync
 set -l before "not __fish_seen_subcommand_from $commands"
 set -l kinds 'msi exe l10n script profile mst transform binary resource dmg rpm deb'
 
@@ -21,6 +21,8 @@ complete -c obg_manifestctl -n $before -a lint -d 'Say what is wrong with manife
 complete -c obg_manifestctl -n $before -a plan -d 'Show what the tool would do to the store'
 complete -c obg_manifestctl -n $before -a verify -d 'Hold the machine against its manifests'
 complete -c obg_manifestctl -n $before -a facts -d 'Show both stores to fact collectors'
+complete -c obg_manifestctl -n $before -a apply -d 'Do what the tool does, all or nothing'
+complete -c obg_manifestctl -n $before -a sync -d 'Make the store hold what the installed manifests list'
 
 complete -c obg_manifestctl -n '__fish_seen_subcommand_from list' -l kind -x -a $kinds -d 'Only entries of a kind'
 complete -c obg_manifestctl -n '__fish_seen_subcommand_from check diff' -F
@@ -29,4 +31,9 @@ complete -c obg_manifestctl -n '__fish_seen_subcommand_from check lint' -l expla
 complete -c obg_manifestctl -n '__fish_seen_subcommand_from plan' -s i -d 'As if the manifests were recorded'
 complete -c obg_manifestctl -n '__fish_seen_subcommand_from plan' -s x -d 'As if they were struck'
 complete -c obg_manifestctl -n '__fish_seen_subcommand_from verify' -l strays -d 'Show also what no manifest lists'
-complete -c obg_manifestctl -n '__fish_seen_subcommand_from lint plan verify' -k -a '(__fish_complete_suffix .xml)'
+complete -c obg_manifestctl -n '__fish_seen_subcommand_from apply' -s i -d 'Record what the manifests list'
+complete -c obg_manifestctl -n '__fish_seen_subcommand_from apply' -s x -d 'Strike what the manifests list'
+complete -c obg_manifestctl -n '__fish_seen_subcommand_from sync' -l rebuild -d 'Make the store from the manifests alone'
+complete -c obg_manifestctl -n '__fish_seen_subcommand_from sync' -l dry-run -d 'Show what would be done'
+complete -c obg_manifestctl -n '__fish_seen_subcommand_from apply sync' -l wait -x -d 'How long to wait for another run'
+complete -c obg_manifestctl -n '__fish_seen_subcommand_from lint plan verify apply' -k -a '(__fish_complete_suffix .xml)'

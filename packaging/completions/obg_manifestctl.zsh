@@ -22,6 +22,8 @@ commands=(
     'plan:show what the tool would do to the store'
     'verify:hold the machine against its manifests'
     'facts:show both stores to fact collectors'
+    'apply:do what the tool does, all or nothing'
+    'sync:make the store hold what the installed manifests list'
 )
 
 _arguments -C $shared '1: :->command' '*:: :->arguments' && return 0
@@ -57,5 +59,14 @@ case $words[1] in
         ;;
     facts)
         _arguments '(- *)--help[show the usage]'
+        ;;
+    apply)
+        _arguments '(-x)-i[record what the manifests list]' '(-i)-x[strike what the manifests list]' \
+            '--wait[how long to wait for another run]:seconds: ' \
+            '(- *)--help[show the usage]' '*:manifest:_files -g "*.xml"'
+        ;;
+    sync)
+        _arguments '--rebuild[make the store from the manifests alone]' '--dry-run[show what would be done]' \
+            '--wait[how long to wait for another run]:seconds: ' '(- *)--help[show the usage]'
         ;;
 esac

@@ -99,9 +99,11 @@ class Machine:
 
     def run_tool(self, mode):
         """Has the tool take one manifest after the other, and returns the store that it leaves."""
+        self.log = b""
         for path in self.manifests:
             done = run(self.tool, mode, ROOT, path)
             expect("the tool's exit status", done.returncode, 0)
+            self.log += done.stdout
         return read(STORE)
 
 
@@ -119,7 +121,19 @@ def check_plan(machine, pair):
     expect("result", json.loads(done.stdout)["result"], expected)
 
 
-CHECKS = {"plan": check_plan}
+def check_apply(machine, pair):
+    machine.lay_out(pair)
+    done = run(machine.ctl, "apply", pair.mode, *machine.manifests)
+    left = read(STORE)
+    lay(STORE, pair.store)
+    left_by_tool = machine.run_tool(pair.mode)
+    # An entry without id or version, which is not written to its end: the one thing that is refused.
+    is_lost = b" Line: 494 " in machine.log
+    expect("the exit status of apply", done.returncode, 2 if is_lost else 0)
+    expect("the store after apply", left, pair.store if is_lost else left_by_tool)
+
+
+CHECKS = {"plan": check_plan, "apply": check_apply}
 
 
 def work(options, numbers, disagreements):

@@ -70,11 +70,11 @@ class CompletionsTest(harness.CtlTest):
             text = (COMPLETIONS / f"obg_manifestctl.{shell}").read_text()
             if shell == "zsh":
                 commands = re.findall(r"^    '(\w+):", text, re.MULTILINE)
-                named = set(re.findall(r"(?<![\w-])(--?[a-z]+)\[", text))
+                named = set(re.findall(r"(?<![\w-])(--?[a-z][a-z-]*)\[", text))
             else:
                 text = "\n".join(line for line in text.splitlines() if line.startswith(("complete", "set -l kinds")))
                 commands = re.findall(r"-n \$before -a (\w+) ", text)
-                named = {"--" + name for name in re.findall(r"^complete.* -l (\w+)", text, re.MULTILINE)}
+                named = {"--" + name for name in re.findall(r"^complete.* -l ([\w-]+)", text, re.MULTILINE)}
                 named |= {"-" + name for name in re.findall(r"^complete.* -s (\w)\b", text, re.MULTILINE)}
             self.assertEqual(commands, program_help.commands(), shell)
             self.assertEqual(named, options, shell)

@@ -1,0 +1,159 @@
+#include "ctl/Commands.h"
+
+#include "ctl/ChangeReport.h"
+#include "ctl/CommandLine.h"
+#include "ctl/Invocation.h"
+#include "ctl/Manifest.h"
+#include "ctl/StoreFile.h"
+#include "ctl/StorePlan.h"
+#include "ctl/Streams.h"
+#include "ctl/Text.h"
+#include "ctl/Waiting.h"
+#include "vpn/Common/InstalledManifestInfo.h"
+#include "vpn/Downloader/ManifestInfo.h"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace ctl {
+
+namespace {
+
+struct ApplyArguments
+{
+    bool records = false;
+    bool strikes = false;
+    std::vector<std::string> manifests;
+    std::chrono::seconds patience = kPatience;
+};
+
+using Manifests = std::vector<std::unique_ptr<const CManifestInfo>>;
+
+/// What became of the store. It is told when the lock has been given back: a terminal may be slow.
+struct Applied
+{
+    DiskChange change = DiskChange::Failed;
+    std::string complaint;
+    std::optional<StorePlan> plan;
+};
+
+Applied failed(std::string complaint)
+{
+    return {DiskChange::Failed, std::move(complaint), std::nullopt};
+}
+
+/// Nothing when all of them were accepted.
+std::optional<Manifests> readManifests(const std::vector<std::string>& paths, const Options& options)
+{
+    Manifests manifests;
+    for (const std::string& path : paths) {
+        manifests.push_back(acceptedManifest(path, options));
+        if (manifests.back() == nullptr) {
+            return std::nullopt;
+        }
+    }
+    return manifests;
+}
+
+Applied commit(StoreFile& store, StorePlan plan)
+{
+    if (plan.changesNothing() && plan.bytes()) {
+        return {DiskChange::Done, {}, std::move(plan)};
+    }
+    // A store without entries goes even if there was none to be read: a link that leads nowhere is left then.
+    if (!store.prepare(plan.bytes())) {
+        return failed(store.error());
+    }
+    const DiskChange change = store.commit();
+    return {change, change == DiskChange::Done ? std::string() : store.error(), std::move(plan)};
+}
+
+Applied change(const ApplyArguments& arguments, const Manifests& manifests, const Options& options)
+{
+    StoreFile store(options);
+    if (!store.lock(arguments.patience, "obg_manifestctl apply") || !store.read()) {
+        return failed(store.error());
+    }
+    if (const auto refusal = store.refusal()) {
+        return failed(*refusal);
+    }
+    StorePlan plan(store.bytes());
+    for (const auto& manifest : manifests) {
+        plan.run(arguments.records ? RunMode::Record : RunMode::Strike, *manifest);
+    }
+    if (plan.unholdable()) {
+        return failed(unholdableComplaint(store.shown(), *plan.unholdable()));
+    }
+    return commit(store, std::move(plan));
+}
+
+bool isSilent(Change change)
+{
+    return change == Change::Keep || change == Change::Absent || change == Change::Unrecorded;
+}
+
+std::string jsonOf(const Applied& applied)
+{
+    const StorePlan& plan = *applied.plan;
+    Json document = documentOf("apply");
+    Json& changes = document["changes"] = Json::array();
+    for (const PlannedChange& planned : plan.changes()) {
+        changes.push_back(objectOf(planned.change, planned.id, planned.before, planned.listed));
+    }
+    document["changed"] = !plan.changesNothing();
+    document["safe"] = applied.change == DiskChange::Done;
+    document["result"] = resultOf(plan.bytes(), plan.load().GetEntries().size());
+    return rendered(document);
+}
+
+std::string textOf(const StorePlan& plan)
+{
+    Table table;
+    for (const PlannedChange& planned : plan.changes()) {
+        if (!isSilent(planned.change)) {
+            table.addRow({std::string(wordOf(planned.change)), planned.id,
+                          textOf(planned.change, planned.before, planned.listed)});
+        }
+    }
+    return table.text() +
+           storeAfterwards(plan.bytes(), plan.load().GetEntries().size(), plan.changesNothing(), Tense::Done);
+}
+
+Outcome apply(const ApplyArguments& arguments, const Options& options)
+{
+    const auto manifests = readManifests(arguments.manifests, options);
+    if (!manifests) {
+        return {ExitStatus::NotDone, {}};
+    }
+    const Applied applied = change(arguments, *manifests, options);
+    if (!applied.complaint.empty()) {
+        complain(applied.complaint);
+    }
+    if (!applied.plan || applied.change == DiskChange::Failed) {
+        return {ExitStatus::NotDone, {}};
+    }
+    return {applied.change == DiskChange::Done ? ExitStatus::Done : ExitStatus::Something,
+            options.format == Format::Json ? jsonOf(applied) : textOf(*applied.plan)};
+}
+
+} // namespace
+
+void addApply(CLI::App& program, Invocation& invocation)
+{
+    const auto arguments = std::make_shared<ApplyArguments>();
+    CLI::App& command = *program.add_subcommand("apply", "Do what the tool does, all or nothing");
+    CLI::Option_group& mode = *command.add_option_group("mode");
+    mode.add_flag("-i", arguments->records, "Record what the manifests list");
+    mode.add_flag("-x", arguments->strikes, "Strike what the manifests list");
+    mode.require_option(1);
+    addWait(command, arguments->patience);
+    addTexts(command, "MANIFEST", arguments->manifests, "Manifests, taken one after the other")->required();
+    command.callback([arguments, &invocation] {
+        invocation.run = [arguments](const Options& options) { return apply(*arguments, options); };
+    });
+}
+
+} // namespace ctl

@@ -1,0 +1,117 @@
+#include "ctl/Commands.h"
+
+#include "ctl/ChangeReport.h"
+#include "ctl/Invocation.h"
+#include "ctl/Streams.h"
+#include "ctl/SyncRun.h"
+#include "ctl/Text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
+namespace ctl {
+
+namespace {
+
+bool isChange(const SyncChange& planned)
+{
+    return planned.change != Change::Keep && planned.change != Change::Unrecorded;
+}
+
+void putOptional(Json& object, const std::string& name, const std::optional<std::string>& text)
+{
+    if (text) {
+        putText(object, name, *text);
+    } else {
+        object[name] = nullptr;
+    }
+}
+
+Json changesOf(const Synced& synced, bool isDryRun)
+{
+    Json changes = Json::array();
+    for (const SyncChange& planned : synced.plan.changes) {
+        if (isDryRun || isChange(planned)) {
+            Json object = objectOf(planned.change, planned.id, planned.before, planned.listed);
+            putOptional(object, "manifest", planned.manifest);
+            changes.push_back(std::move(object));
+        }
+    }
+    return changes;
+}
+
+Json findingsOf(const Synced& synced)
+{
+    Json findings = Json::array();
+    for (const Finding& finding : synced.findings) {
+        Json object = {{"rule", finding.rule}};
+        putOptional(object, "manifest", finding.manifest);
+        putOptional(object, "id", finding.id);
+        putText(object, "message", finding.message);
+        findings.push_back(std::move(object));
+    }
+    return findings;
+}
+
+std::string jsonOf(const Synced& synced, bool isDryRun)
+{
+    Json document = documentOf("sync");
+    document["dry_run"] = isDryRun;
+    document["changes"] = changesOf(synced, isDryRun);
+    document["findings"] = findingsOf(synced);
+    document["changed"] = synced.isStoreChanged;
+    document["safe"] = synced.isSafe;
+    document["result"] = resultOf(synced.plan.bytes, synced.plan.entries);
+    return rendered(document);
+}
+
+std::string textOf(const Synced& synced, bool isDryRun)
+{
+    Table table;
+    for (const SyncChange& planned : synced.plan.changes) {
+        if (isChange(planned)) {
+            table.addRow({std::string(wordOf(planned.change)), planned.id,
+                          textOf(planned.change, planned.before, planned.listed),
+                          planned.manifest.value_or("(in no manifest)")});
+        }
+    }
+    return table.text() + storeAfterwards(synced.plan.bytes, synced.plan.entries, !synced.isStoreChanged,
+                                          isDryRun ? Tense::Planned : Tense::Done);
+}
+
+Outcome sync(const SyncArguments& arguments, const Options& options)
+{
+    const Synced synced = runSync(arguments, options);
+    for (const std::string& complaint : synced.complaints) {
+        complain(complaint);
+    }
+    if (synced.status == ExitStatus::NotDone) {
+        return {ExitStatus::NotDone, {}};
+    }
+    if (options.format == Format::Json) {
+        return {synced.status, jsonOf(synced, arguments.isDryRun)};
+    }
+    for (const Finding& finding : synced.findings) {
+        complain(finding.message);
+    }
+    return {synced.status, textOf(synced, arguments.isDryRun)};
+}
+
+} // namespace
+
+void addSync(CLI::App& program, Invocation& invocation)
+{
+    const auto arguments = std::make_shared<SyncArguments>();
+    CLI::App& command = *program.add_subcommand(
+        "sync", "Make the store hold what the installed manifests list, and no more of its own");
+    command.add_flag("--rebuild", arguments->isRebuild,
+                     "Make the store from the manifests alone, for one that is damaged or lost");
+    command.add_flag("--dry-run", arguments->isDryRun, "Show what would be done, and do nothing");
+    addWait(command, arguments->patience);
+    command.callback([arguments, &invocation] {
+        invocation.run = [arguments](const Options& options) { return sync(*arguments, options); };
+    });
+}
+
+} // namespace ctl
