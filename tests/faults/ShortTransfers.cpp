@@ -1,6 +1,6 @@
 // Preloaded into the tool: the kernel may move fewer bytes than asked for, and here it does.
 //
-//   OBG_SHORT_FILE  the file in question
+//   OBG_SHORT_FILE  the file in question, or, with * at the end, all whose paths start so
 //   OBG_SHORT_CALL  which call on it is cut short, as NAME:NUMBER ("read:2"); NAME is read, write or writev
 //   OBG_SHORT_SIZE  how many bytes that call moves
 //   OBG_SHORT_THEN  with which errno every later write to the file fails; not set: they succeed
@@ -28,7 +28,9 @@ bool isTheFile(int fd)
     std::array<char, 4096> path{};
     const std::string link = "/proc/self/fd/" + std::to_string(fd);
     const ssize_t length = readlink(link.c_str(), path.data(), path.size());
-    return length > 0 && std::string_view(path.data(), static_cast<std::size_t>(length)) == setting("OBG_SHORT_FILE");
+    const std::string_view open(path.data(), length < 0 ? 0 : static_cast<std::size_t>(length));
+    const std::string_view meant = setting("OBG_SHORT_FILE");
+    return meant.ends_with('*') ? open.starts_with(meant.substr(0, meant.size() - 1)) : open == meant;
 }
 
 bool s_isPast = false;

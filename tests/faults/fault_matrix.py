@@ -44,19 +44,18 @@ def run_here(arguments):
     return 1 if report.wrong else 0
 
 
-def run_in_namespaces(arguments):
-    """One namespace a scenario, two at a time."""
+def in_namespaces(script, switches, names):
+    """Runs the script once for each name, each in a namespace of its own, two at a time. Returns the highest status."""
     private = pathlib.Path(__file__).resolve().parents[2] / "script/private"
-    switches = ["--table"] if arguments.table else []
+    outside = ["--outside", os.readlink(NAMESPACE)]
 
     def run_one(name):
-        command = [private, sys.executable, "-B", __file__, "--outside", os.readlink(NAMESPACE), "--tool",
-                   arguments.tool, "--short-transfers", arguments.short_transfers, *switches, name]
-        return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        return subprocess.run([private, sys.executable, "-B", script, *outside, *switches, name],
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
 
     with ThreadPoolExecutor(max_workers=2) as pool:
         ends = []
-        for end in pool.map(run_one, arguments.scenario):
+        for end in pool.map(run_one, names):
             print(end.stdout, end="", flush=True)
             ends.append(end.returncode)
     return max(ends)
@@ -84,7 +83,11 @@ def main():
     arguments = parse_arguments()
     # Leaks are looked for elsewhere: their detector cannot run under strace.
     os.environ["ASAN_OPTIONS"] = "detect_leaks=0:verify_asan_link_order=0"
-    return run_here(arguments) if arguments.outside else run_in_namespaces(arguments)
+    if arguments.outside:
+        return run_here(arguments)
+    switches = ["--table"] if arguments.table else []
+    return in_namespaces(__file__, ["--tool", arguments.tool, "--short-transfers", arguments.short_transfers, *switches],
+                         arguments.scenario)
 
 
 if __name__ == "__main__":
