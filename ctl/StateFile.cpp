@@ -57,20 +57,24 @@ bool StateFile::read()
 {
     FileBytes file = readRegularFile({m_path, m_path, 0});
     if (file.error == ENOENT || file.error == ENOTDIR) {
-        m_reading = SyncState::Reading::Absent;
         return true;
     }
     if (file.error != 0) {
         m_error = systemError("cannot read", m_path, file.error);
         return false;
     }
-    m_reading = m_state.read(file.bytes, m_storePath);
+    m_bytes = std::move(file.bytes);
+    m_bytesRead = m_bytes;
+    return true;
+}
+
+bool StateFile::parse()
+{
+    m_reading = m_bytes ? m_state.read(*m_bytes, m_storePath) : SyncState::Reading::Absent;
     if (m_reading == SyncState::Reading::Newer) {
         m_error = m_path + " was written by a later version of this program";
         return false;
     }
-    m_bytes = std::move(file.bytes);
-    m_bytesRead = m_bytes;
     return true;
 }
 

@@ -25,10 +25,16 @@ public:
     /// have left behind.
     bool lock(std::chrono::milliseconds patience, const std::string& command);
 
-    /// Reads the file into `state`.
+    /// Reads the file.
     bool read();
 
-    /// What was read, and what became of reading it.
+    /// What SyncState calls so; cheaper than to take the whole state from the file.
+    std::string settled() const { return SyncState::settledIn(m_bytes.value_or(std::string()), m_storePath); }
+
+    /// Takes the state from what was read.
+    bool parse();
+
+    /// What parse has found.
     const SyncState& state() const { return m_state; }
     SyncState::Reading reading() const { return m_reading; }
 

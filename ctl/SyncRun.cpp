@@ -143,8 +143,11 @@ bool SyncRun::readAll()
 /// The same store and manifests as the last run left with nothing to report.
 bool SyncRun::isSettled() const
 {
-    const bool mayBe = !m_arguments.isRebuild && !m_arguments.isDryRun && !m_state.state().settled.empty();
-    return mayBe && m_state.state().settled == m_manifests.sumWith(m_store.bytes());
+    if (m_arguments.isRebuild || m_arguments.isDryRun) {
+        return false;
+    }
+    const std::string settled = m_state.settled();
+    return !settled.empty() && settled == m_manifests.sumWith(m_store.bytes());
 }
 
 bool SyncRun::readStore()
@@ -163,6 +166,9 @@ bool SyncRun::readStore()
 
 bool SyncRun::planChanges()
 {
+    if (!m_state.parse()) {
+        return fail(m_state.error());
+    }
     if (!readStore()) {
         return false;
     }

@@ -3,6 +3,8 @@
 #include "ctl/Json.h"
 #include "vpn/Common/ManifestFileType.h"
 
+#include <cstdint>
+#include <map>
 #include <optional>
 
 namespace ctl {
@@ -64,6 +66,46 @@ std::optional<Claim> takeClaim(const Json& object)
     return Claim{*manifest, *id, {typeOfWord(*word), *version}};
 }
 
+/// Takes the members in front of the claims, and stops there.
+class HeadReader : public nlohmann::json_sax<Json>
+{
+public:
+    std::map<std::string, std::string> texts;
+    std::uint64_t version = 0;
+
+    bool null() override { return true; }
+    bool boolean(bool) override { return true; }
+    bool number_integer(number_integer_t) override { return true; }
+    bool number_float(number_float_t, const string_t&) override { return true; }
+    bool binary(binary_t&) override { return true; }
+    bool start_object(std::size_t) override { return true; }
+    bool end_object() override { return true; }
+    bool start_array(std::size_t) override { return false; }
+    bool end_array() override { return true; }
+    bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override { return false; }
+
+    bool number_unsigned(number_unsigned_t value) override
+    {
+        version = m_key == "version" ? value : version;
+        return true;
+    }
+
+    bool string(string_t& text) override
+    {
+        texts[m_key] = text;
+        return true;
+    }
+
+    bool key(string_t& name) override
+    {
+        m_key = name;
+        return true;
+    }
+
+private:
+    std::string m_key;
+};
+
 bool takeClaims(const Json& document, std::vector<Claim>& claims)
 {
     const auto list = document.find("recorded");
@@ -103,6 +145,16 @@ SyncState::Reading SyncState::read(std::string_view bytes, std::string_view stor
     }
     *this = std::move(found);
     return Reading::Good;
+}
+
+std::string SyncState::settledIn(std::string_view bytes, std::string_view storePath)
+{
+    HeadReader head;
+    // It breaks off where the claims begin.
+    static_cast<void>(Json::sax_parse(bytes, &head));
+    const bool isOfStore =
+        head.texts["format"] == kFormat && head.version == kVersion && head.texts["store"] == storePath;
+    return isOfStore ? head.texts["settled"] : std::string();
 }
 
 std::string SyncState::written(std::string_view storePath) const

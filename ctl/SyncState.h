@@ -64,6 +64,10 @@ public:
     /// unless it is Good.
     Reading read(std::string_view bytes, std::string_view storePath);
 
+    /// What stands in front of the claims says `settled`; "" for a file that read() does not find Good by that part.
+    /// Costs the same however many claims there are.
+    static std::string settledIn(std::string_view bytes, std::string_view storePath);
+
     /// The bytes of its file.
     std::string written(std::string_view storePath) const;
 
