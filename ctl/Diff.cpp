@@ -66,7 +66,7 @@ std::string asText(const Pairs& changes, const Colors& colors)
 {
     Table table;
     for (const auto& [id, pair] : changes) {
-        table.addRow({pair.change(), std::string(id), shown(pair.old), "->", shown(pair.now)}, colorOf(pair, colors));
+        table.addRow({pair.change(), id, shown(pair.old), "->", shown(pair.now)}, colorOf(pair, colors));
     }
     return table.text();
 }
@@ -105,8 +105,8 @@ Outcome diff(const Options& options, const Arguments& arguments)
 {
     const Place oldPlace{arguments.old, arguments.old, 0};
     const Place newPlace{arguments.now, arguments.now, 0};
-    const LoadedStore old(oldPlace, readFile(oldPlace));
-    const LoadedStore now(newPlace, readFile(newPlace));
+    const LoadedStore old(oldPlace, readFile(oldPlace), Detail::Entries);
+    const LoadedStore now(newPlace, readFile(newPlace), Detail::Entries);
     const bool isOldGood = isGood(old);
     if (!isGood(now) || !isOldGood) {
         return {ExitStatus::NotDone, {}};

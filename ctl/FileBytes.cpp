@@ -2,6 +2,7 @@
 
 #include "ctl/Descriptor.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -14,9 +15,11 @@ namespace {
 
 constexpr std::size_t kReadStep = 65536;
 
-/// Reads up to the end. Returns 0 or the reason why that failed.
-int readAll(int descriptor, std::string& bytes)
+/// Reads up to the end. Returns 0 or the reason why that failed. A size that the file claims is believed up to a limit.
+int readAll(int descriptor, off_t claimedSize, std::string& bytes)
 {
+    constexpr off_t believed = off_t{16} << 20;
+    bytes.resize(static_cast<std::size_t>(std::clamp<off_t>(claimedSize, 0, believed)) + kReadStep);
     std::size_t held = 0;
     for (;;) {
         if (bytes.size() - held < kReadStep) {
@@ -51,7 +54,7 @@ FileBytes readPlace(const Place& place, bool mustBeRegular)
         return {{}, S_ISDIR(status.st_mode) ? EISDIR : EINVAL};
     }
     FileBytes read;
-    read.error = readAll(file.number(), read.bytes);
+    read.error = readAll(file.number(), status.st_size, read.bytes);
     return read;
 }
 

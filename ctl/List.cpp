@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -30,10 +31,12 @@ struct Arguments
 
 bool matchesPattern(const Arguments& arguments, const StoreEntry& entry)
 {
+    if (arguments.patterns.empty()) {
+        return true;
+    }
     const std::string id(entry.id);
-    return arguments.patterns.empty() || std::ranges::any_of(arguments.patterns, [&id](const std::string& pattern) {
-               return fnmatch(pattern.c_str(), id.c_str(), 0) == 0;
-           });
+    return std::ranges::any_of(
+        arguments.patterns, [&id](const std::string& pattern) { return fnmatch(pattern.c_str(), id.c_str(), 0) == 0; });
 }
 
 bool matchesKind(const Arguments& arguments, const StoreEntry& entry)
@@ -50,16 +53,31 @@ std::vector<StoreEntry> selected(const std::vector<StoreEntry>& entries, const A
     return matching;
 }
 
-std::string asText(const std::vector<StoreEntry>& entries)
+/// Without a table of cells: it would take more memory and time than all else.
+std::string asText(std::span<const StoreEntry> entries)
 {
-    Table table;
+    std::size_t idWidth = 0;
+    std::size_t kindWidth = 0;
     for (const StoreEntry& entry : entries) {
-        table.addRow({std::string(entry.id), std::string(typeWord(entry.type)), std::string(entry.version)});
+        idWidth = std::max(idWidth, cellWidth(entry.id));
+        kindWidth = std::max(kindWidth, cellWidth(typeWord(entry.type)));
     }
-    return table.text();
+    std::string text;
+    text.reserve(entries.size() * (idWidth + kindWidth + 20));
+    for (const StoreEntry& entry : entries) {
+        appendCell(text, entry.id, idWidth);
+        if (entry.version.empty()) {
+            text += typeWord(entry.type);
+        } else {
+            appendCell(text, typeWord(entry.type), kindWidth);
+            appendPrintable(text, entry.version);
+        }
+        text += '\n';
+    }
+    return text;
 }
 
-std::string asJson(const LoadedStore& store, const std::vector<StoreEntry>& entries)
+std::string asJson(const LoadedStore& store, std::span<const StoreEntry> entries)
 {
     JsonWriter document("list");
     Json described;
@@ -77,12 +95,14 @@ std::string asJson(const LoadedStore& store, const std::vector<StoreEntry>& entr
 Outcome list(const Options& options, const Arguments& arguments)
 {
     const Place place = Paths(options).store();
-    const LoadedStore store(place, readFile(place));
+    const LoadedStore store(place, readFile(place), Detail::Entries);
     if (!store.isUsable()) {
         complainOfState(store);
         return {ExitStatus::NotDone, {}};
     }
-    const std::vector<StoreEntry> entries = selected(store.walk().entries, arguments);
+    const std::vector<StoreEntry> matching =
+        arguments.areSelective() ? selected(store.walk().entries, arguments) : std::vector<StoreEntry>();
+    const std::span<const StoreEntry> entries = arguments.areSelective() ? matching : store.walk().entries;
     const bool hasNoMatch = arguments.areSelective() && entries.empty();
     return {hasNoMatch ? ExitStatus::Something : ExitStatus::Done,
             options.format == Format::Json ? asJson(store, entries) : asText(entries)};

@@ -24,8 +24,8 @@ InstalledManifestState stateOf(int error, const StoreWalk& walk)
 
 } // namespace
 
-LoadedStore::LoadedStore(Place place, FileBytes file)
-    : m_place(std::move(place)), m_file(std::move(file)), m_walk(walkStore(m_file.bytes)),
+LoadedStore::LoadedStore(Place place, FileBytes file, Detail detail)
+    : m_place(std::move(place)), m_file(std::move(file)), m_walk(walkStore(m_file.bytes, detail)),
       m_state(stateOf(m_file.error, m_walk))
 {}
 

@@ -14,7 +14,7 @@ namespace ctl {
 class LoadedStore
 {
 public:
-    LoadedStore(Place place, FileBytes file);
+    LoadedStore(Place place, FileBytes file, Detail detail = Detail::Records);
     /// The walk looks into the bytes, so they stay where they are.
     LoadedStore(const LoadedStore&) = delete;
     LoadedStore& operator=(const LoadedStore&) = delete;

@@ -21,30 +21,6 @@ struct Cause
     std::size_t next = 0;
 };
 
-/// The little-endian number at an offset with at least four bytes behind it.
-std::uint32_t numberAt(std::string_view file, std::size_t offset)
-{
-    std::uint32_t number = 0;
-    for (std::size_t index = kNumberSize; index > 0; --index) {
-        number = number << 8 | static_cast<unsigned char>(file[offset + index - 1]);
-    }
-    return number;
-}
-
-/// The text whose count would stand at an offset that is not beyond the end.
-StoreText textAt(std::string_view file, std::size_t offset)
-{
-    if (file.size() - offset < kNumberSize) {
-        return {offset, TextFault::NoCount, 0, {}};
-    }
-    const std::uint32_t count = numberAt(file, offset);
-    const std::string_view left = file.substr(offset + kNumberSize);
-    if (count == 0 || count > left.size()) {
-        return {offset, count == 0 ? TextFault::ZeroCount : TextFault::CountTooLarge, count, {}};
-    }
-    return {offset, TextFault::None, count, left.substr(0, count)};
-}
-
 bool isWellFormed(const StoreText& text)
 {
     return text.isRead() && text.bytes.find('\0') == text.bytes.size() - 1;

@@ -50,6 +50,12 @@ struct StoreText
     std::size_t end() const { return offset + sizeof count + bytes.size(); }
 };
 
+/// The text whose count stands at an offset that is not beyond the end.
+StoreText textAt(std::string_view file, std::size_t offset);
+
+/// The little-endian number at an offset with at least four bytes behind it.
+std::uint32_t numberAt(std::string_view file, std::size_t offset);
+
 struct StoreRecord
 {
     std::size_t offset = 0;
@@ -68,10 +74,11 @@ struct StoreEntry
     std::string_view version;
 };
 
-/// The bytes of a store as CInstalledManifestReader goes through them. All texts are views into those bytes.
+/// The bytes of a store as a reader goes through them. All texts are views into those bytes.
 ///
-/// CInstalledManifestInfo makes entries of what that reader finds; here each byte of the file is accounted for. A fuzz
-/// target holds the two together.
+/// CInstalledManifestReader takes a store from a stream and copies each text; going through a file in memory costs a
+/// third of that, and `list` is run often. So this is a second description of the same format. A test on a million
+/// damaged files and a fuzz target hold it against what the tool loads.
 struct StoreWalk
 {
     std::string_view file;
@@ -80,7 +87,7 @@ struct StoreWalk
     std::uint32_t minor = 0;
     bool isHeaderCut = false;
     bool isSupported = false;
-    /// Every byte behind a supported header belongs to one of them, or to the stray bytes.
+    /// Every byte behind a supported header belongs to one of them, or to the stray bytes. None with Detail::Entries.
     std::vector<StoreRecord> records;
     /// One to three bytes at the end, too few for a type; equal to the size of the file when there are none.
     std::size_t strayOffset = 0;
@@ -94,7 +101,14 @@ struct StoreWalk
     bool isGood() const { return isSupported && !isGivenUp && !hasUnknownType; }
 };
 
+/// What a walk keeps besides the entries: nothing, or every record.
+enum class Detail
+{
+    Entries,
+    Records,
+};
+
 /// Goes through a whole file. The bytes must outlive the result.
-StoreWalk walkStore(std::string_view file);
+StoreWalk walkStore(std::string_view file, Detail detail = Detail::Records);
 
 } // namespace ctl

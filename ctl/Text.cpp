@@ -10,6 +10,8 @@ namespace ctl {
 
 namespace {
 
+constexpr std::string_view kEmptyCell = "\"\"";
+
 struct Range
 {
     char32_t first;
@@ -104,6 +106,19 @@ bool isScalarValue(char32_t codePoint, std::size_t size)
     return codePoint >= lowest[size] && codePoint <= 0x10FFFF && !(codePoint >= 0xD800 && codePoint <= 0xDFFF);
 }
 
+void appendColored(std::string& shown, std::string_view text, std::string_view color)
+{
+    shown += color;
+    shown += text;
+    shown += color.empty() ? "" : "\033[0m";
+}
+
+std::size_t plainLength(std::string_view text)
+{
+    const auto end = std::find_if_not(text.begin(), text.end(), isPlainAscii);
+    return static_cast<std::size_t>(end - text.begin());
+}
+
 } // namespace
 
 Character firstCharacter(std::string_view text)
@@ -124,25 +139,35 @@ Character firstCharacter(std::string_view text)
     return isScalarValue(codePoint, size) ? Character{size, codePoint, true} : Character{};
 }
 
-std::string printable(std::string_view text)
+std::size_t appendPrintable(std::string& shown, std::string_view text)
 {
-    std::string shown;
-    shown.reserve(text.size());
+    std::size_t width = 0;
     while (!text.empty()) {
-        if (isPlainAscii(text.front())) {
-            shown += text.front();
-            text.remove_prefix(1);
-            continue;
+        const std::size_t plain = plainLength(text);
+        shown += text.substr(0, plain);
+        width += plain;
+        text.remove_prefix(plain);
+        if (text.empty()) {
+            break;
         }
         const Character character = firstCharacter(text);
         const std::string_view bytes = text.substr(0, character.size);
         if (isPrintable(character)) {
             shown += bytes;
+            width += columnsOf(character.codePoint);
         } else {
             appendEscaped(shown, bytes);
+            width += 4 * bytes.size();
         }
         text.remove_prefix(character.size);
     }
+    return width;
+}
+
+std::string printable(std::string_view text)
+{
+    std::string shown;
+    appendPrintable(shown, text);
     return shown;
 }
 
@@ -160,46 +185,59 @@ std::string counted(std::size_t count, std::string_view one, std::string_view ma
     return std::to_string(count) + " " + std::string(count == 1 ? one : many);
 }
 
-std::size_t displayWidth(std::string_view text)
+std::size_t cellWidth(std::string_view text)
 {
-    std::size_t width = 0;
-    while (!text.empty()) {
-        const bool isPlain = isPlainAscii(text.front());
-        const Character character = isPlain ? Character{} : firstCharacter(text);
-        width += isPlain ? 1 : columnsOf(character.codePoint);
-        text.remove_prefix(character.size);
+    if (text.empty()) {
+        return kEmptyCell.size();
     }
-    return width;
+    if (plainLength(text) == text.size()) {
+        return text.size();
+    }
+    std::string shown;
+    return appendPrintable(shown, text);
+}
+
+void appendCell(std::string& row, std::string_view text, std::size_t width)
+{
+    const std::size_t taken = appendPrintable(row, text.empty() ? kEmptyCell : text);
+    row.append(std::max(width, taken) - taken + 2, ' ');
 }
 
 std::string colored(std::string_view text, std::string_view color)
 {
-    return color.empty() ? std::string(text) : std::string(color) + std::string(text) + "\033[0m";
+    std::string shown;
+    appendColored(shown, text, color);
+    return shown;
 }
 
-void Table::addRow(std::vector<std::string> cells, std::string_view color)
+void Table::addRow(std::initializer_list<std::string_view> cells, std::string_view color)
 {
     m_widths.resize(std::max(m_widths.size(), cells.size()));
-    for (std::size_t column = 0; column < cells.size(); ++column) {
-        std::string shown = printable(cells[column]);
-        cells[column] = shown.empty() && column + 1 < cells.size() ? "\"\"" : std::move(shown);
-        m_widths[column] = std::max(m_widths[column], displayWidth(cells[column]));
+    auto width = m_widths.begin();
+    for (const std::string_view& cell : cells) {
+        const bool isLast = &cell + 1 == cells.end();
+        const std::size_t columns = appendPrintable(m_text, cell.empty() && !isLast ? kEmptyCell : cell);
+        m_cells.push_back({m_text.size(), columns});
+        *width = std::max(*width, columns);
+        ++width;
     }
-    m_rows.push_back({std::move(cells), color});
+    m_rows.push_back({cells.size(), color});
 }
 
 std::string Table::text() const
 {
     std::string text;
-    for (const auto& [cells, color] : m_rows) {
+    text.reserve(2 * m_text.size() + m_rows.size());
+    std::size_t begin = 0;
+    auto cell = m_cells.begin();
+    for (const Row& row : m_rows) {
         std::size_t blanks = 0;
-        for (std::size_t column = 0; column < cells.size(); ++column) {
-            if (cells[column].empty()) {
-                continue;
-            }
-            text.append(blanks, ' ');
-            text += colored(cells[column], column == 0 ? color : std::string_view());
-            blanks = m_widths[column] - displayWidth(cells[column]) + 2;
+        for (std::size_t column = 0; column < row.cellCount; ++column, ++cell) {
+            const std::string_view shown = std::string_view(m_text).substr(begin, cell->end - begin);
+            begin = cell->end;
+            text.append(shown.empty() ? 0 : blanks, ' ');
+            appendColored(text, shown, column == 0 ? row.color : std::string_view());
+            blanks = m_widths[column] - cell->width + 2;
         }
         text += '\n';
     }

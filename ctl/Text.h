@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,8 +32,15 @@ std::string hexNumber(std::size_t number);
 /// A count and what is counted: "1 entry" or "3 entries".
 std::string counted(std::size_t count, std::string_view one, std::string_view many);
 
-/// How many columns a terminal gives to a printable text: wide East Asian characters take two, combining ones none.
-std::size_t displayWidth(std::string_view text);
+/// Appends the printable form of a text, and returns how many columns a terminal gives it: wide East Asian characters
+/// take two, combining ones none.
+std::size_t appendPrintable(std::string& shown, std::string_view text);
+
+/// How many columns a text takes as the cell of a row; an empty one shows as "".
+std::size_t cellWidth(std::string_view text);
+
+/// Appends a cell of that width, or of its own when that is larger, and the two blanks behind it.
+void appendCell(std::string& row, std::string_view text, std::size_t width);
 
 /// A text in a colour of ctl/Color.h; as it is when that is empty.
 std::string colored(std::string_view text, std::string_view color);
@@ -43,16 +51,25 @@ class Table
 {
 public:
     /// The first cell is led by `color` and followed by the sequence that ends it, when that is not empty.
-    void addRow(std::vector<std::string> cells, std::string_view color = {});
+    void addRow(std::initializer_list<std::string_view> cells, std::string_view color = {});
     std::string text() const;
 
 private:
+    struct Cell
+    {
+        std::size_t end;
+        std::size_t width;
+    };
+
     struct Row
     {
-        std::vector<std::string> cells;
+        std::size_t cellCount;
         std::string_view color;
     };
 
+    /// The printable texts of all cells, one behind the other: a row costs no allocation.
+    std::string m_text;
+    std::vector<Cell> m_cells;
     std::vector<Row> m_rows;
     std::vector<std::size_t> m_widths;
 };

@@ -79,6 +79,16 @@ inline void requireSilenceIsFound(const ctl::StoreWalk& walk, const std::vector<
     }
 }
 
+/// The part of the claims that takes no time: the state and the entries.
+inline void requireSameStore(const std::string& file)
+{
+    const ctl::StoreWalk walk = ctl::walkStore(file);
+    std::istringstream stream(file);
+    const CInstalledManifestInfo store = CInstalledManifestInfo::FromStream(stream, "");
+    requireSameEntries(walk, store);
+    requireSameState(walk, store);
+}
+
 inline void requireStoreWalkClaims(const std::string& file)
 {
     const ctl::StoreWalk walk = ctl::walkStore(file);

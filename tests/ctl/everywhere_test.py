@@ -76,6 +76,19 @@ STORE_BYTES = store_bytes(("core", "exe", "1"))
 LOOKING = [["list"], ["check"], ["facts"], ["list", "--kind", "exe"]]
 
 
+class StartTest(harness.CtlTest):
+    """What only some commands need is not loaded by the others."""
+
+    def test_no_large_library_is_bound_at_the_start(self):
+        needed = self.ctl("-d", harness.CTL, program="readelf", status=0).out
+        for library in ("libxml2", "libicu"):
+            self.assertNotIn(library, needed)
+
+    def test_a_command_that_parses_manifests_loads_what_it_needs(self):
+        (SCRATCH / "m.xml").write_text('<vpn rev="1.0"><file id="a" version="1" type="exe"><uri>a</uri></file></vpn>')
+        self.assertEqual(self.ctl("lint", "m.xml", status=0).err, "")
+
+
 class PlacesTest(harness.CtlTest):
     """Where stores are looked for."""
 

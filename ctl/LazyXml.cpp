@@ -1,0 +1,95 @@
+// libxml2, loaded when the first manifest is parsed.
+//
+// It brings ICU along, and to bind the two costs three times what all else of `list` does. The functions below have the
+// names of those that the XML adapter calls; they stand in the program itself, so the linker has no need of libxml2,
+// and each passes its call on to the real one. A test holds that the program is not linked against it.
+
+#include "ctl/Outcome.h"
+#include "ctl/Streams.h"
+
+#include <libxml/SAX2.h>
+#include <libxml/parser.h>
+
+#include <cstdlib>
+#include <string>
+
+#include <dlfcn.h>
+
+namespace {
+
+/// Ends the program where the library is missing: the loader would have done the same before main.
+void* loaded(const char* library)
+{
+    void* const handle = dlopen(library, RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) {
+        ctl::complain(std::string("cannot load ") + dlerror());
+        std::_Exit(static_cast<int>(ctl::ExitStatus::NotDone));
+    }
+    return handle;
+}
+
+/// The function of that name in libxml2, whose type is that of `likeness`.
+template <typename Function> Function* xmlFunction(const char* name, Function* /*likeness*/)
+{
+    static void* const library = loaded(OBG_LIBXML);
+    return reinterpret_cast<Function*>(dlsym(library, name));
+}
+
+} // namespace
+
+extern "C" {
+
+xmlParserCtxtPtr xmlCreateFileParserCtxt(const char* filename)
+{
+    static const auto function = xmlFunction("xmlCreateFileParserCtxt", &xmlCreateFileParserCtxt);
+    return function(filename);
+}
+
+xmlParserCtxtPtr xmlCreateMemoryParserCtxt(const char* buffer, int size)
+{
+    static const auto function = xmlFunction("xmlCreateMemoryParserCtxt", &xmlCreateMemoryParserCtxt);
+    return function(buffer, size);
+}
+
+void xmlFreeParserCtxt(xmlParserCtxtPtr context)
+{
+    static const auto function = xmlFunction("xmlFreeParserCtxt", &xmlFreeParserCtxt);
+    function(context);
+}
+
+void xmlFreeDoc(xmlDocPtr document)
+{
+    static const auto function = xmlFunction("xmlFreeDoc", &xmlFreeDoc);
+    function(document);
+}
+
+int xmlParseDocument(xmlParserCtxtPtr context)
+{
+    static const auto function = xmlFunction("xmlParseDocument", &xmlParseDocument);
+    return function(context);
+}
+
+void xmlStopParser(xmlParserCtxtPtr context)
+{
+    static const auto function = xmlFunction("xmlStopParser", &xmlStopParser);
+    function(context);
+}
+
+long xmlByteConsumed(xmlParserCtxtPtr context)
+{
+    static const auto function = xmlFunction("xmlByteConsumed", &xmlByteConsumed);
+    return function(context);
+}
+
+int xmlSAX2GetLineNumber(void* context)
+{
+    static const auto function = xmlFunction("xmlSAX2GetLineNumber", &xmlSAX2GetLineNumber);
+    return function(context);
+}
+
+xmlEntityPtr xmlSAX2GetEntity(void* context, const xmlChar* name)
+{
+    static const auto function = xmlFunction("xmlSAX2GetEntity", &xmlSAX2GetEntity);
+    return function(context, name);
+}
+}
