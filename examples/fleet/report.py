@@ -12,6 +12,7 @@ import array
 import collections
 import csv
 import datetime
+import functools
 import html
 import json
 import pathlib
@@ -42,6 +43,12 @@ def member(value, name, kind, default=None):
     if not isinstance(found, kind) and found is not default:
         raise Misunderstood(f"{name} is not of its kind")
     return found
+
+
+@functools.lru_cache
+def module_of(manifest):
+    """A module is called as its manifest is, without folder and ending."""
+    return pathlib.PurePosixPath(manifest).stem
 
 
 def version_order(version):
@@ -83,7 +90,7 @@ class Report:
         for file in member(document, "files", list, []):
             result = member(file, "result", str, "")
             identity = member(file, "id", str) or ""
-            module = pathlib.PurePosixPath(member(file, "manifest", str) or "").stem
+            module = module_of(member(file, "manifest", str) or "")
             modules.setdefault(identity, module)
             machine["verify"][result] = machine["verify"].get(result, 0) + 1
             if result != "ok":

@@ -189,7 +189,8 @@ class Lifecycle:
         cls.core_1 = cls.build(SAMPLES / "core-1")
         cls.core_2 = cls.build(SAMPLES / "core-2")
         cls.posture_1 = cls.build(SAMPLES / "posture-1")
-        cls.core_broken = cls.build(cls.changed("core-2", "5.1.5.0", lambda xml: xml.replace('"script"', '"skript"')))
+        cls.core_broken = cls.build(
+            cls.changed("core-2", "5.1.5.0", lambda xml: xml.replace('"script"', '"skript"')), judge="true")
         # The file that version 2 of the core drops has moved to the posture module.
         cls.posture_with_repair = cls.build(cls.changed(
             "posture-1", "5.1.5.0", lambda xml: xml.replace("VPNPosture-rules", "VPNRepair")))
@@ -207,9 +208,11 @@ class Lifecycle:
         return copy
 
     @classmethod
-    def build(cls, module):
+    def build(cls, module, judge=None):
+        """Builds the module's package. `judge` stands in for obg_manifestctl, to get a module that it would refuse."""
         before = set(cls.packages.iterdir())
-        run(SAMPLES / "build", cls.system.suffix.rsplit(".", 1)[1], module, cls.packages)
+        environment = os.environ | ({"OBG_MANIFESTCTL": judge} if judge else {})
+        run(SAMPLES / "build", cls.system.suffix.rsplit(".", 1)[1], module, cls.packages, env=environment)
         package, = set(cls.packages.iterdir()) - before
         return package
 
@@ -722,6 +725,7 @@ def lay_private_machine():
 
 if __name__ == "__main__":
     TOOL, SAMPLES = Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve()
+    os.environ["OBG_MANIFESTCTL"] = str(TOOL.with_name("obg_manifestctl"))
     enter_private_machine()
     lay_private_machine()
     unittest.main(argv=sys.argv[:1] + sys.argv[3:])
