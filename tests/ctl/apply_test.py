@@ -342,6 +342,7 @@ class ApplyTest(harness.CtlTest):
         run = self.ctl("apply", "--wait", "0", "-i", other)
         self.assertRun(run, 2, err=f"obg_manifestctl: {LOCK} is held by process {pid} (obg_manifestctl apply)\n")
         os.kill(int(pid), signal.SIGKILL)
+        holder.kill()
         holder.wait()
         self.ctl("apply", "--wait", "20", "-i", other, status=0)
         self.assertStands(store_bytes(("b", "exe", "1")))
