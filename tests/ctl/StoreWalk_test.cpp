@@ -16,7 +16,6 @@ namespace obg::test {
 
 namespace {
 
-
 /** Three records of kinds that are kept, one that is dropped, one id twice. */
 std::string wholeStore()
 {
@@ -107,7 +106,7 @@ TEST(StoreWalk, loadsWhatTheToolLoadsFromAMillionDamagedStores)
 {
     Damage damage;
     for (int count = 0; count < 1'000'000; ++count) {
-        fuzz::requireSameStore(damage.next());
+        requireSameStore(damage.next());
     }
 }
 
