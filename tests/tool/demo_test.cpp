@@ -165,8 +165,8 @@ TEST_F(Demo, givesTheOptOfAContainerBackWhenItIsInterrupted)
 {
     const Chroot machine;
     writeFile(machine.path() + "/.dockerenv", "");
-    std::filesystem::create_directories(machine.path() + "/run/programs/examples");
-    for (const char* program : {"/run/programs/obg_manifesttool", "/run/programs/examples/show_store"}) {
+    std::filesystem::create_directories(machine.path() + "/run/programs");
+    for (const char* program : {"/run/programs/obg_manifesttool", "/run/programs/obg_manifestctl"}) {
         writeFile(machine.path() + program, "#!/bin/sh\ntouch /run/started\nkill -s INT 0\nexec sleep 60\n");
         ASSERT_EQ(chmod((machine.path() + program).c_str(), 0755), 0);
     }
