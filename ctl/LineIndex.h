@@ -13,6 +13,7 @@ struct TextPlace
     std::size_t line = 1;
     std::size_t column = 1;
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): clang-tidy 14 takes the comparison with 0 inside it for one with a pointer
     auto operator<=>(const TextPlace&) const = default;
 };
 

@@ -127,7 +127,7 @@ void addLint(CLI::App& program, Invocation& invocation)
         addText(*command, "--explain", arguments->explained, "Tell why a rule is there and how to mend it");
     explained->type_name("RULE")->excludes(manifests);
     command->add_flag("--strict", arguments->isStrict, "Count warnings as errors");
-    command->callback([command, arguments, explained, manifests, &invocation] {
+    command->callback([arguments, explained, manifests, &invocation] {
         if (explained->count() == 0 && manifests->count() == 0) {
             throw CLI::RequiredError("MANIFEST");
         }

@@ -50,7 +50,10 @@ std::unique_ptr<const CManifestInfo> parseManifest(const std::string& text, cons
     bool isAccepted = false;
     std::unique_ptr<const CManifestInfo> manifest(
         new CManifestInfo(CManifestInfo::FromText(isAccepted, text, reading)));
-    return isAccepted ? std::move(manifest) : nullptr;
+    if (!isAccepted) {
+        return nullptr;
+    }
+    return manifest;
 }
 
 std::unique_ptr<const CManifestInfo> acceptedManifest(const std::string& path, const Options& options)

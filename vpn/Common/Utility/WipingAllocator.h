@@ -1,11 +1,10 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
-
-#include <string.h>
 
 /// The standard allocator, but for zeroing each block in a way that no optimiser leaves out before it goes back to the
 /// heap. A container of it leaves nothing behind, whatever is done with it; with a vector that holds for short strings
