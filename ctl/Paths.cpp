@@ -88,12 +88,14 @@ Place Paths::stateFolder() const
 
 ManifestFolder Paths::installedManifests() const
 {
-    const std::string path = installRoot(m_options.isLegacy) + "/manifest";
-    ManifestFolder found{at(path), {}, 0};
+    const std::string folder = installRoot(m_options.isLegacy) + "/manifest";
+    ManifestFolder found{at(folder), {}, 0};
     std::vector<std::string> names;
     found.error = found.folder.error != 0 ? found.folder.error : readNames(found.folder.actual, names);
     for (const std::string& name : names) {
-        found.manifests.push_back(at(path + "/" + name));
+        std::string path = folder + '/';
+        path += name;
+        found.manifests.push_back(at(path));
     }
     return found;
 }
