@@ -77,7 +77,8 @@ std::string resolvedBelow(const std::string& root, std::string_view path)
             leaveFolder(inside);
             continue;
         }
-        const std::string next = inside + "/" + name;
+        std::string next = inside + '/';
+        next += name;
         if (const std::optional<std::string> target = linkTarget(root + next)) {
             if (++links > kMostLinks) {
                 return {};

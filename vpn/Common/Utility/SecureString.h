@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string>
 
-#include <string.h>
+#include <string.h> // NOLINT(modernize-deprecated-headers): explicit_bzero is not of the C++ header
 
 /// Wipes a plain string: every byte of its buffer, what lies behind the terminator included, becomes zero and the
 /// length 0. The buffer, and so the capacity, stays. Short strings, which lie inside the object, are wiped there.

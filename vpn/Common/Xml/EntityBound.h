@@ -2,8 +2,9 @@
 
 #include <cstddef>
 
-struct _xmlEntity;
-struct _xmlParserCtxt;
+// The names are those of libxml2.
+struct _xmlEntity;     // NOLINT(bugprone-reserved-identifier)
+struct _xmlParserCtxt; // NOLINT(bugprone-reserved-identifier)
 
 /// Stops a document whose entities expand to far more than the document holds, as libxml2 from 2.11 on does by itself;
 /// with such a one this class is not there. A small document can name one long entity again and again, and an older

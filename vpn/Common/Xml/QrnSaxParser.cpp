@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdarg>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <string_view>
@@ -17,8 +18,6 @@
 #include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
-
-#include <string.h>
 
 namespace {
 
