@@ -44,7 +44,7 @@ Json changesOf(const Synced& synced, bool isDryRun)
 Json findingsOf(const Synced& synced)
 {
     Json findings = Json::array();
-    for (const Finding& finding : synced.findings) {
+    for (const SyncFinding& finding : synced.findings) {
         Json object = {{"rule", finding.rule}};
         putOptional(object, "manifest", finding.manifest);
         putOptional(object, "id", finding.id);
@@ -92,7 +92,7 @@ Outcome sync(const SyncArguments& arguments, const Options& options)
     if (options.format == Format::Json) {
         return {synced.status, jsonOf(synced, arguments.isDryRun)};
     }
-    for (const Finding& finding : synced.findings) {
+    for (const SyncFinding& finding : synced.findings) {
         complain(finding.message);
     }
     return {synced.status, textOf(synced, arguments.isDryRun)};

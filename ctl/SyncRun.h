@@ -21,7 +21,7 @@ struct SyncArguments
 };
 
 /// Something that is to be reported although all was done that could be.
-struct Finding
+struct SyncFinding
 {
     std::string rule;
     std::optional<std::string> manifest;
@@ -35,7 +35,7 @@ struct Synced
     ExitStatus status = ExitStatus::NotDone;
     /// Why it was not done, or what is not safe.
     std::vector<std::string> complaints;
-    std::vector<Finding> findings;
+    std::vector<SyncFinding> findings;
     /// Without changes when there was nothing to do.
     SyncPlan plan;
     bool isStoreChanged = false;
