@@ -234,6 +234,17 @@ class PlacesTest(LintTest):
         text = f'<?xml version="1.0" encoding="ISO-8859-1"?>\n<vpn rev="1.0"><!-- Grüße -->{UNKNOWN}</vpn>'
         self.assertEqual(self.lines(text.encode("latin-1"), 0), ["2:30: " + COMPLAINT])
 
+    def test_a_long_manifest_in_any_encoding_has_its_true_places(self):
+        for encoding in ("ISO-8859-1", "windows-1252", "Shift_JIS", "GB18030"):
+            with self.subTest(encoding):
+                sign = "é" if encoding in ("ISO-8859-1", "windows-1252") else "日"
+                entry = UNKNOWN.replace('id="a"', f'id="{sign}{{}}"')
+                text = f'<?xml version="1.0" encoding="{encoding}"?><vpn rev="1.0">\n' + "".join(
+                    f"<!--{sign}--> {entry.format(line)}\n" for line in range(2, 2002)) + "</vpn>\n"
+                column = len(f"<!--{sign}--> ".encode(encoding)) + 1
+                self.assertEqual(self.lines(text.encode(encoding), 0),
+                                 [f"{line}:{column}: {COMPLAINT}" for line in range(2, 2002)])
+
     def test_a_manifest_in_utf_16_ends_at_its_first_zero_byte(self):
         self.assertEqual(self.lines("<a/>".encode("utf-16"), 1), [
             "1:1: error: Start tag expected, '<' not found [not-well-formed]",
@@ -389,8 +400,8 @@ class SarifTest(LintTest):
 
 
 class GrowthTest(LintTest):
-    def cpu_seconds(self, entries):
-        text = '<vpn rev="1.0">\n' + "\n".join(
+    def cpu_seconds(self, entries, encoding="UTF-8"):
+        text = f'<?xml version="1.0" encoding="{encoding}"?>\n<vpn rev="1.0">\n' + "\n".join(
             f'<file id="a{n}" version="1.0" type="exe" x="y"><uri>a</uri></file>' for n in range(entries)) + "\n</vpn>\n"
         name = self.write(text)
         before = os.times()
@@ -403,6 +414,13 @@ class GrowthTest(LintTest):
     def test_ten_times_the_entries_take_no_more_than_some_ten_times_the_time(self):
         small = min(self.cpu_seconds(10_000) for _ in range(3))
         self.assertLess(self.cpu_seconds(100_000), 20 * small)
+
+    @unittest.skipIf(harness.IS_SANITIZED, "sanitizers blur the figures")
+    def test_another_encoding_takes_no_more_than_some_times_the_time(self):
+        plain = min(self.cpu_seconds(10_000) for _ in range(3))
+        for encoding in ("ISO-8859-1", "windows-1252"):
+            with self.subTest(encoding):
+                self.assertLess(self.cpu_seconds(10_000, encoding), 5 * plain)
 
 
 if __name__ == "__main__":

@@ -3,6 +3,7 @@
 #include "vpn/Common/AppLog.h"
 #include "vpn/Common/StatusCodes.h"
 #include "vpn/Common/Utility/StringUtils.h"
+#include "vpn/Common/Xml/BytesRead.h"
 #include "vpn/Common/Xml/EntityBound.h"
 #include "vpn/Common/Xml/XmlContent.h"
 #include "vpn/Common/Xml/XmlMgr.h"
@@ -46,7 +47,9 @@ struct Document
 class Parse
 {
 public:
-    Parse(const Document& document, XmlWatcher* watcher) : m_document(document), m_watcher(watcher), m_outer(s_current)
+    Parse(const Document& document, XmlWatcher* watcher)
+        : m_document(document), m_input(document.context->input), m_bytesRead(document.context.get()),
+          m_watcher(watcher), m_outer(s_current)
     {
         s_current = this;
     }
@@ -72,20 +75,22 @@ public:
     /// True when the context at work is that of an entity.
     bool isInEntity(const xmlParserCtxt* context) const
     {
-        return context != m_document.context.get() || context->inputNr > 1;
+        return context != m_document.context.get() || context->input != m_input;
     }
 
-    XmlPosition position() const
+    XmlPosition position()
     {
-        const long consumed = xmlByteConsumed(m_document.context.get());
         return {m_document.begin.line + xmlSAX2GetLineNumber(m_document.context.get()),
-                m_document.begin.offset + static_cast<std::size_t>(std::max(consumed, 0L))};
+                m_document.begin.offset + m_bytesRead.count()};
     }
 
 private:
     static thread_local Parse* s_current;
 
     const Document& m_document;
+    /// That of the document itself; an entity's is another one.
+    const xmlParserInput* m_input;
+    BytesRead m_bytesRead;
     XmlWatcher* m_watcher;
     Parse* m_outer;
     std::string m_value;
@@ -205,7 +210,7 @@ std::uint32_t run(const Document& document, XmlMgr* sink, XmlWatcher* watcher = 
     if (context == nullptr) {
         return StatusCode::OperationFailed;
     }
-    const Parse parse(document, watcher);
+    Parse parse(document, watcher);
     context->_private = sink;
     // Not marked as initialised, so that libxml2 takes it for a SAX1 handler and gives attributes as plain pairs.
     xmlSAXHandler handler{};
@@ -252,7 +257,7 @@ std::uint32_t QrnSaxParser::startWatchedParser(const std::string& document, XmlW
 
 XmlPosition QrnSaxParser::position()
 {
-    const Parse* parse = Parse::current();
+    Parse* parse = Parse::current();
     return parse == nullptr ? XmlPosition() : parse->position();
 }
 

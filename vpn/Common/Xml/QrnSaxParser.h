@@ -52,7 +52,7 @@ public:
     /// For a sink, while it handles an event: how far libxml2 has read. At a start tag and its attributes that is right
     /// behind the last attribute or the name, at an end tag behind its ">", so that the tag's "<" is the last one
     /// before the offset. What an entity brings stands where libxml2 counts it. Costs nothing unless it is asked for;
-    /// in other encodings than UTF-8 the answer takes time in proportion to what libxml2 has yet to read.
+    /// in other encodings than UTF-8 the answer takes time in proportion to what was read since the last one.
     ///
     /// It is the innermost parse at work on this thread that answers; without one the position is that of nothing.
     static XmlPosition position();
