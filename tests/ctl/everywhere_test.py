@@ -186,7 +186,13 @@ class LookingTest(harness.CtlTest):
         STORE.write_bytes(STORE_BYTES[:-1])
         calls = "trace=open,openat,openat2,creat,mkdir,mkdirat,rename,renameat,renameat2,unlink,unlinkat,link,linkat," \
                 "symlink,symlinkat,mknod,mknodat,truncate,ftruncate,chmod,fchmod,fchmodat,utimensat"
-        for command in (["list"], ["check"], ["facts"], ["diff", str(STORE), str(STORE)]):
+        manifest = SCRATCH / "m.xml"
+        manifest.write_text('<vpn rev="1.0"><file id="a" version="1" type="exe"><uri>a</uri></file></vpn>')
+        (SCRATCH / "good").write_bytes(STORE_BYTES)
+        on_good = ["--store", str(SCRATCH / "good")]
+        for command in (["list"], ["check"], ["facts"], ["diff", str(STORE), str(STORE)], ["lint", str(manifest)],
+                        [*on_good, "plan", "-i", str(manifest)], [*on_good, "plan", "-x", str(manifest)],
+                        [*on_good, "verify", "--strays", str(manifest)]):
             with self.subTest(command):
                 trace = SCRATCH / "trace"
                 # A sanitizer's search for leaks is not possible in a traced process.
