@@ -27,7 +27,8 @@ Directories below(bool isLegacy, std::string_view folder)
     std::string directory;
     directory.reserve(root.size() + folder.size());
     directory.append(root).append(folder);
-    return {directory, directory};
+    std::string same = directory;
+    return {std::move(directory), std::move(same)};
 }
 
 Directories profileDirectories(const std::string& serviceType)
@@ -53,7 +54,7 @@ Directories directoriesOf(const ManifestFileInfo& entry, bool isLegacy)
         }
         return entry.fileName.starts_with(kHelpPrefix) ? below(isLegacy, "/help/") : Directories{};
     case eFileTypeL10n:
-        return below(isLegacy, "/l10n/" + entry.lang + "/LC_MESSAGES");
+        return below(isLegacy, "/l10n/" + entry.lang + "/LC_MESSAGES/");
     case eFileTypeProfile:
         return profileDirectories(entry.serviceType);
     case eFileTypeResource:
@@ -103,8 +104,10 @@ bool hasHash(const ManifestFileInfo& entry)
 
 void CManifestInfo::resolveFileNames(ManifestFileInfo& entry) const
 {
-    const std::string& path = entry.fileName.empty() ? entry.uri : entry.fileName;
-    entry.fileName = path.substr(path.rfind('/') + 1);
+    if (entry.fileName.empty()) {
+        entry.fileName = entry.uri;
+    }
+    entry.fileName.erase(0, entry.fileName.rfind('/') + 1);
     entry.resolvedFileName = entry.fileName;
     std::string& name = entry.resolvedFileName;
     if (entry.type == eFileTypeTransform) {

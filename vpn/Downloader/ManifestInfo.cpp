@@ -6,6 +6,8 @@
 #include "vpn/Common/Xml/XmlParser.h"
 #include "vpn/Downloader/ManifestReader.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -33,6 +35,22 @@ std::string logUnreadable(unsigned line, const char* call, unsigned code, const 
 {
     CAppLog::LogReturnCode("readManifestFile", kLogFile, line, Logging::DI_ERROR, call, code, description, nullptr);
     return {};
+}
+
+/// Reads that many bytes, by way of a small block that is wiped: a string made in its size would be zeroed first.
+bool readText(std::istream& file, std::size_t size, std::string& text)
+{
+    std::array<char, 4096> block; // NOLINT(cppcoreguidelines-pro-type-member-init): read before it is looked at
+    text.reserve(size);
+    while (text.size() < size) {
+        const std::size_t count = std::min(block.size(), size - text.size());
+        if (!file.read(block.data(), static_cast<std::streamsize>(count))) {
+            break;
+        }
+        text.append(block.data(), count);
+    }
+    ::explicit_bzero(block.data(), block.size());
+    return text.size() == size;
 }
 
 /// Gives the text of the manifest back at the first element, when libxml2 has its own copy, so that a large one does
@@ -123,9 +141,9 @@ std::string CManifestInfo::readManifestFile(const std::string& path)
     if (!file.is_open()) {
         return logUnreadable(__LINE__, "fstream::open", static_cast<unsigned>(errno), std::strerror(errno));
     }
-    std::string text(static_cast<std::size_t>(size), '\0');
+    std::string text;
     errno = 0;
-    if (!file.read(text.data(), size)) {
+    if (!readText(file, static_cast<std::size_t>(size), text)) {
         std::string nothing =
             logUnreadable(__LINE__, "fstream::read", static_cast<unsigned>(errno), std::strerror(errno));
         wipeString(text);

@@ -4,7 +4,6 @@
 #include "vpn/Common/Xml/XmlElement.h"
 #include "vpn/Downloader/ManifestInfo.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <list>
@@ -220,13 +219,12 @@ bool ManifestReader::readServiceType(const NVAttributes& attributes, ManifestFil
 
 bool ManifestReader::readType(std::string_view word, ManifestFileInfo& entry)
 {
-    // Not by find(), which would have to be given a copy that nobody wipes.
-    const auto& kinds = CManifestInfo::ms_mapStringToType;
-    const auto known = std::find_if(kinds.begin(), kinds.end(), [&](const auto& kind) { return kind.first == word; });
-    if (known == kinds.end()) {
+    // Not by the map of them, which would have to be given a copy that nobody wipes.
+    const ManifestFileType type = typeOfWord(word);
+    if (type == eFileTypeNone) {
         return fail(__LINE__, Logging::DI_ERROR, "Unknown \"type\" attribute");
     }
-    entry.type = known->second;
+    entry.type = type;
     return true;
 }
 

@@ -107,8 +107,10 @@ public:
     /// Only what was used: texts of one byte may follow one of megabytes, in the same buffer.
     ~Value()
     {
-        ::explicit_bzero(m_text.data(), m_text.size());
-        m_text.clear();
+        if (!m_text.empty()) {
+            ::explicit_bzero(m_text.data(), m_text.size());
+            m_text.clear();
+        }
     }
 
     Value(const Value&) = delete;
