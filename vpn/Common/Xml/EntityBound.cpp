@@ -4,6 +4,8 @@
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 
+#include <initializer_list>
+
 #if LIBXML_VERSION < 21100
 
 namespace {
