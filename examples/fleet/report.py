@@ -177,7 +177,8 @@ def table(title, columns, rows, note=""):
     heading = f'<h2>{title} <span class="none">{len(rows)}{note}</span><span class="shown none"></span></h2>'
     if not rows:
         return heading.replace("<h2>", '<h2 class="empty">') + '\n<p class="none">None.</p>'
-    head = "".join(f'<th scope="col"><button type="button">{column}</button></th>' for column in columns)
+    head = "".join(f'<th scope="col" data-label="{column}"><button type="button">{column}</button></th>'
+                   for column in columns)
     body = "\n".join(f"<tr>{row}</tr>" for row in rows)
     return f"{heading}\n<table><thead><tr>{head}</tr></thead>\n<tbody>\n{body}\n</tbody></table>"
 
@@ -204,6 +205,10 @@ def some_of(names):
     return ", ".join(visible(name) for name in names[:MOST_NAMES]) + more
 
 
+def state_class(state):
+    return "state" if state in QUIET_STATES else "state bad"
+
+
 def machine_row(machine):
     states = {store["store"]: store["state"] for store in machine["stores"]}
     found = sum(number for result, number in machine["verify"].items() if result != "ok")
@@ -211,14 +216,14 @@ def machine_row(machine):
     behind = f'{len(machine["behind"])}: {some_of(machine["behind"])}' if machine["behind"] else ""
     return (cell("Machine", visible(machine["machine"])) + reached +
             "".join(cell(name.capitalize(), visible(states.get(name, "")),
-                         "" if states.get(name, "good") in QUIET_STATES else "bad") for name in STORES) +
+                         state_class(states.get(name, "good"))) for name in STORES) +
             number_cell("Entries", machine["entries"]) + cell("Behind", behind, key=len(machine["behind"])) +
             number_cell("Findings", found, True) + cell("Complaint", visible(machine["complaint"])))
 
 
 def store_row(store):
     return (cell("Machine", visible(store["machine"])) + cell("Store", store["store"]) +
-            cell("State", visible(store["state"]), "" if store["state"] in QUIET_STATES else "bad") +
+            cell("State", visible(store["state"]), state_class(store["state"])) +
             cell("Path", visible(store["path"])) +
             cell("Findings", "<br>".join(visible(finding) for finding in store["findings"])))
 

@@ -81,6 +81,18 @@ class PageTest(unittest.TestCase):
         self.assertRegex(seen, r'<html[^>]* data-up="m1,m2,m10"')
         self.assertRegex(seen, r'<html[^>]* data-down="m10,m2,m1"')
 
+    def test_each_printed_sheet_has_its_table_headings_and_no_broken_word(self):
+        made_up.write_answers(self.folder / "answers", 60, 8)
+        self.look()
+        subprocess.run([*BROWSER, f"--user-data-dir={self.folder}/profile", f"--print-to-pdf={self.folder}/printed.pdf",
+                        f"file://{self.folder}/report.html"], check=True, capture_output=True)
+        sheets = subprocess.run(["pdftotext", "-layout", self.folder / "printed.pdf", "-"], check=True, capture_output=True,
+                                text=True).stdout.split("\f")
+        self.assertNotIn("Search machines", sheets[0])
+        for sheet in sheets[-4:-1]:
+            self.assertRegex(sheet, r"Machine +Reached +Current +Legacy +Entries +Behind +Findings")
+            self.assertRegex(sheet, r"(?m)yes +good +absent")
+
     def test_hostile_ids_do_not_become_elements(self):
         self.answer("<img src=x onerror=alert(1)>", {"<script>document.title = 'taken'</script>": "\"><b>"})
         seen = self.look("document.documentElement.dataset.found = document.querySelectorAll('td img, td b, td script').length;")

@@ -117,6 +117,26 @@ class PlaybookTest(unittest.TestCase):
         self.assertRegex(output, r"(?m)^new .* failed=0 ")
         self.assertRegex(output, r"(?m)^damaged .* failed=1 ")
 
+    def test_the_local_fact_is_what_facts_prints(self):
+        """With a good store, a damaged one, one that may not be read, and none at all."""
+        if "bare" not in self.homes:
+            self.homes["bare"] = self.machines.add("bare")
+        names = ["damaged", "no-rights", "new", "bare"]
+        answers = self.folder / "gathered"
+        subprocess.run(["ansible", "all", "-i", ",".join(names) + ",", "-m", "setup", "-a", "gather_subset=!all,!min,local",
+                        "-e", "ansible_python_interpreter=/usr/bin/python3", "--tree", answers], cwd=self.project,
+                       env=self.machines.environment(programs), check=True, stdin=subprocess.DEVNULL, capture_output=True)
+        states = {}
+        for name in names:
+            holder, user = (self.folder / "machines" / name).read_text().split()
+            printed = subprocess.run(
+                ["nsenter", "--target", holder, "--mount", "setpriv", "--reuid", user, "--regid", user, "--clear-groups",
+                 programs / "obg_manifestctl", "facts"], check=True, capture_output=True).stdout
+            fact = json.loads((answers / name).read_text())["ansible_facts"]["ansible_local"]["obg_manifest"]
+            self.assertEqual(fact, json.loads(printed), name)
+            states[name] = fact["current"]["state"]
+        self.assertEqual(states, {"damaged": "damaged", "no-rights": "unreadable", "new": "good", "bare": "absent"})
+
     def test_the_fact_is_null_where_the_program_is_gone(self):
         empty = self.folder / "empty"
         empty.mkdir(exist_ok=True)
