@@ -57,12 +57,24 @@ def schema_of(document):
     return json.loads((SCHEMAS / f"{document['format']}.schema.json").read_text())
 
 
+def closed(schema):
+    """The schema without its leave for members that it does not name. Those who read a document have it, so that a new
+    member breaks nobody; the program must put in what is described and nothing else."""
+    if isinstance(schema, list):
+        return [closed(part) for part in schema]
+    if not isinstance(schema, dict):
+        return schema
+    parts = {name: closed(part) for name, part in schema.items()}
+    return {"additionalProperties": False, **parts} if parts.get("type") == "object" and "properties" in parts else parts
+
+
 def validated(text):
     """The one JSON document that the text is; an error when it is none or its schema does not accept it."""
     document = json.loads(text)
     schema = schema_of(document)
     jsonschema.Draft202012Validator.check_schema(schema)
-    jsonschema.Draft202012Validator(schema).validate(document)
+    jsonschema.Draft202012Validator(schema).validate(document | {"member_of_a_later_release": None})
+    jsonschema.Draft202012Validator(closed(schema)).validate(document)
     assert list(document)[:2] == ["format", "version"], "a document starts with its format and its version"
     assert document["version"] == 1
     assert text.endswith("}\n")
