@@ -144,7 +144,7 @@ ExitStatus statusOf(const LoadedStore& store, const std::vector<Finding>& findin
 Outcome check(const Options& options, const Arguments& arguments)
 {
     const std::vector<Place> places = placesOf(options, arguments);
-    Progress progress("checking", places.size());
+    Progress progress("checking stores", places.size());
     Report report(options);
     ExitStatus status = ExitStatus::Done;
     for (const Place& place : places) {

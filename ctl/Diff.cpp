@@ -3,6 +3,7 @@
 #include "ctl/Commands.h"
 #include "ctl/Json.h"
 #include "ctl/LoadedStore.h"
+#include "ctl/Progress.h"
 #include "ctl/Streams.h"
 #include "ctl/Text.h"
 #include "vpn/Common/ManifestFileType.h"
@@ -103,6 +104,7 @@ bool isGood(const LoadedStore& store)
 
 Outcome diff(const Options& options, const Arguments& arguments)
 {
+    const Progress progress("comparing");
     const Place oldPlace{arguments.old, arguments.old, 0};
     const Place newPlace{arguments.now, arguments.now, 0};
     const LoadedStore old(oldPlace, readFile(oldPlace), Detail::Entries);

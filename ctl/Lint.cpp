@@ -2,6 +2,7 @@
 #include "ctl/Commands.h"
 #include "ctl/FileBytes.h"
 #include "ctl/LintOutput.h"
+#include "ctl/Progress.h"
 #include "ctl/Streams.h"
 #include "vpn/Downloader/ManifestInfo.h"
 
@@ -86,10 +87,12 @@ std::string textOf(const std::vector<LintedManifest>& manifests, bool isComplete
 Outcome lint(const LintArguments& arguments, const Options& options)
 {
     std::vector<LintedManifest> manifests;
+    Progress progress("checking manifests", arguments.manifests.size());
     for (const std::string& path : arguments.manifests) {
         if (std::optional<LintResult> result = lintFile(path)) {
             manifests.push_back({path, std::move(*result)});
         }
+        progress.advance();
     }
     const bool isComplete = manifests.size() == arguments.manifests.size();
     const auto counts = [&](const LintFinding& finding) {

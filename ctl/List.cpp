@@ -2,6 +2,7 @@
 #include "ctl/Commands.h"
 #include "ctl/Json.h"
 #include "ctl/LoadedStore.h"
+#include "ctl/Progress.h"
 #include "ctl/StoreJson.h"
 #include "ctl/Streams.h"
 #include "ctl/Text.h"
@@ -94,6 +95,7 @@ std::string asJson(const LoadedStore& store, std::span<const StoreEntry> entries
 
 Outcome list(const Options& options, const Arguments& arguments)
 {
+    const Progress progress("listing");
     const Place place = Paths(options).store();
     const LoadedStore store(place, readFile(place), Detail::Entries);
     if (!store.isUsable()) {

@@ -6,6 +6,7 @@
 #include "ctl/Json.h"
 #include "ctl/LoadedStore.h"
 #include "ctl/Manifest.h"
+#include "ctl/Progress.h"
 #include "ctl/StorePlan.h"
 #include "ctl/Text.h"
 #include "vpn/Common/InstalledManifestInfo.h"
@@ -109,6 +110,7 @@ std::string textOf(const StorePlan& plan)
 
 Outcome plan(const PlanArguments& arguments, const Options& options)
 {
+    Progress progress("planning manifests", arguments.manifests.size());
     const Place place = Paths(options).store();
     const LoadedStore store(place, readFile(place));
     if (!store.isUsable()) {
@@ -123,6 +125,7 @@ Outcome plan(const PlanArguments& arguments, const Options& options)
             return {ExitStatus::NotDone, {}};
         }
         plan.run(arguments.records ? RunMode::Record : RunMode::Strike, *manifest);
+        progress.advance();
     }
     return {plan.changesNothing() ? ExitStatus::Done : ExitStatus::Something,
             options.format == Format::Json ? jsonOf(plan) : textOf(plan)};

@@ -1,7 +1,11 @@
 #include "ctl/Progress.h"
 
-#include <string_view>
-#include <utility>
+#include "ctl/Streams.h"
+#include "ctl/Text.h"
+
+#include <condition_variable>
+#include <mutex>
+#include <system_error>
 
 #include <unistd.h>
 
@@ -9,50 +13,45 @@ namespace ctl {
 
 namespace {
 
-constexpr std::chrono::milliseconds kPatience{1000};
-constexpr std::chrono::milliseconds kPause{100};
+using Clock = std::chrono::steady_clock;
 
-void show(std::string_view text)
-{
-    // A line that cannot be shown is no loss.
-    if (write(STDERR_FILENO, text.data(), text.size()) < 0) {
-        return;
-    }
-}
+constexpr std::chrono::milliseconds kUnnoticed{1000};
+constexpr std::chrono::milliseconds kBetweenLines{100};
 
 } // namespace
 
-Progress::Progress(std::string what, std::size_t total)
-    : m_what(std::move(what)), m_total(total), m_isShown(isatty(STDERR_FILENO) == 1),
-      m_next((Clock::now() + kPatience).time_since_epoch().count())
-{}
-
-Progress::~Progress()
+Progress::Progress(std::string_view work, std::size_t total) : m_work(printable(work)), m_total(total)
 {
-    if (m_isPainted) {
-        show("\r\033[K");
-    }
-}
-
-void Progress::advance(std::size_t count)
-{
-    const std::size_t done = m_done += count;
-    if (!m_isShown) {
+    if (isatty(STDERR_FILENO) != 1) {
         return;
     }
-    const Clock::time_point now = Clock::now();
-    Clock::rep next = m_next;
-    // Of several threads that come at the same time, one paints.
-    if (now.time_since_epoch().count() >= next &&
-        m_next.compare_exchange_strong(next, (now + kPause).time_since_epoch().count())) {
-        m_isPainted = true;
-        paint(done);
+    try {
+        m_watch = std::jthread([this](const std::stop_token& end) { showUntil(end); });
+    } catch (const std::system_error&) {
+        // The work does not depend on it.
     }
 }
 
-void Progress::paint(std::size_t done) const
+void Progress::showUntil(const std::stop_token& end) const
 {
-    show("\r" + m_what + " " + std::to_string(done) + " of " + std::to_string(m_total) + "\033[K");
+    const Clock::time_point begin = Clock::now();
+    std::condition_variable_any nothing;
+    std::mutex mutex;
+    std::unique_lock lock(mutex);
+    for (auto pause = kUnnoticed;; pause = kBetweenLines) {
+        nothing.wait_for(lock, end, pause, [] { return false; });
+        if (end.stop_requested()) {
+            break;
+        }
+        showStatus(line(std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - begin)));
+    }
+    showStatus({});
+}
+
+std::string Progress::line(std::chrono::seconds elapsed) const
+{
+    const std::string count = m_total == 0 ? "" : std::to_string(m_done) + " of " + std::to_string(m_total) + ", ";
+    return m_work + ": " + count + std::to_string(elapsed.count()) + " s";
 }
 
 } // namespace ctl

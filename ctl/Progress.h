@@ -4,35 +4,37 @@
 #include <chrono>
 #include <cstddef>
 #include <string>
+#include <string_view>
+#include <thread>
 
 namespace ctl {
 
 /// Shows on standard error how far a long piece of work is, when that is a terminal and the work lasts longer than a
-/// second. The line is taken away at the end. advance() may be called by several threads.
+/// second: "verifying files: 17 of 100, 3 s". The line is taken away when the object goes.
+///
+/// For anything that may take long, whatever holds it up: a large file, a slow disk, a lock that somebody else has. It
+/// is shown by a thread of its own, so the work may block. One at a time: end one before the next one starts.
 class Progress
 {
 public:
-    /// WHAT leads the line: "verifying 17 of 100".
-    Progress(std::string what, std::size_t total);
-    ~Progress();
+    /// `work` leads the line and may hold names as they were read. Without a total, only the seconds are shown.
+    explicit Progress(std::string_view work, std::size_t total = 0);
+    ~Progress() = default;
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// So many more of the total are done.
-    void advance(std::size_t count = 1);
+    /// One more of the total is done. May be called by several threads.
+    void advance() { ++m_done; }
 
 private:
-    using Clock = std::chrono::steady_clock;
+    void showUntil(const std::stop_token& end) const;
+    std::string line(std::chrono::seconds elapsed) const;
 
-    void paint(std::size_t done) const;
-
-    const std::string m_what;
+    const std::string m_work;
     const std::size_t m_total;
-    const bool m_isShown;
     std::atomic<std::size_t> m_done{0};
-    /// When the line is painted next, in the clock's ticks.
-    std::atomic<Clock::rep> m_next;
-    std::atomic<bool> m_isPainted{false};
+    /// Last, so that it ends before what it reads.
+    std::jthread m_watch;
 };
 
 } // namespace ctl

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <mutex>
 #include <string>
 
 #include <fcntl.h>
@@ -13,6 +14,11 @@
 namespace ctl {
 
 namespace {
+
+/// What brings a terminal to the start of the line and empties that, and what keeps a line from going on in the next.
+constexpr std::string_view kLineAnew = "\r\033[K";
+constexpr std::string_view kNoWrap = "\033[?7l";
+constexpr std::string_view kWrap = "\033[?7h";
 
 bool writeAll(int descriptor, std::string_view text)
 {
@@ -27,6 +33,18 @@ bool writeAll(int descriptor, std::string_view text)
         text.remove_prefix(static_cast<std::size_t>(written));
     }
     return true;
+}
+
+/// Guards standard error, and whether a status stands there.
+std::mutex s_mutex;
+bool s_hasStatus = false;
+
+/// What cannot be written to standard error is lost.
+void writeInPlaceOfStatus(std::string_view text)
+{
+    std::string anew(s_hasStatus ? kLineAnew : "");
+    static_cast<void>(writeAll(STDERR_FILENO, anew.append(text)));
+    s_hasStatus = false;
 }
 
 } // namespace
@@ -55,7 +73,15 @@ bool writeResult(std::string_view text)
 
 void complain(std::string_view text)
 {
-    static_cast<void>(writeAll(STDERR_FILENO, "obg_manifestctl: " + printable(text) + "\n"));
+    const std::scoped_lock lock(s_mutex);
+    writeInPlaceOfStatus("obg_manifestctl: " + printable(text) + "\n");
+}
+
+void showStatus(std::string_view line)
+{
+    const std::scoped_lock lock(s_mutex);
+    writeInPlaceOfStatus(line.empty() ? "" : std::string(kNoWrap).append(line).append(kWrap));
+    s_hasStatus = !line.empty();
 }
 
 void complain(std::string_view what, std::string_view path, int error)

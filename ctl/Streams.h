@@ -19,6 +19,10 @@ bool writeResult(std::string_view text);
 /// hold names and texts as they were read.
 void complain(std::string_view text);
 
+/// Shows a line on standard error that stands only until something else is written there, or until it is shown anew;
+/// an empty one takes it away. May be called by any thread.
+void showStatus(std::string_view line);
+
 /// Complains that something could not be done with a file, the system's reason in words:
 /// "cannot read /opt/x: Permission denied".
 void complain(std::string_view what, std::string_view path, int error);

@@ -145,7 +145,7 @@ void Verification::verifyFiles(const Paths& paths)
             files.push_back(&result);
         }
     }
-    Progress progress("verifying file", files.size());
+    Progress progress("verifying files", files.size());
     std::atomic<std::size_t> next{0};
     inThreads(files.size(), [&] {
         for (std::size_t at = next++; at < files.size(); at = next++) {

@@ -6,6 +6,7 @@
 #include "ctl/LoadedStore.h"
 #include "ctl/Manifest.h"
 #include "ctl/Paths.h"
+#include "ctl/Progress.h"
 #include "ctl/StoreBytes.h"
 #include "ctl/Streams.h"
 #include "ctl/Text.h"
@@ -66,6 +67,19 @@ bool addManifest(const Place& place, const Options& options, Verification& verif
     // A "service-type" that is unknown rejects a manifest for those who mind it, but not for the tool.
     const auto asInstalled = parseManifest(*text, options, Profiles::AsInstalled);
     verification.addManifest(place.shown, asInstalled == nullptr ? *asTool : *asInstalled);
+    return true;
+}
+
+/// The same of several.
+bool addManifests(const std::vector<Place>& places, const Options& options, Verification& verification)
+{
+    Progress progress("reading manifests", places.size());
+    for (const Place& place : places) {
+        if (!addManifest(place, options, verification)) {
+            return false;
+        }
+        progress.advance();
+    }
     return true;
 }
 
@@ -166,10 +180,8 @@ Outcome verify(const VerifyArguments& arguments, const Options& options)
         return {ExitStatus::NotDone, {}};
     }
     Verification verification;
-    for (const Place& place : *places) {
-        if (!addManifest(place, options, verification)) {
-            return {ExitStatus::NotDone, {}};
-        }
+    if (!addManifests(*places, options, verification)) {
+        return {ExitStatus::NotDone, {}};
     }
     verification.verifyFiles(paths);
     const CInstalledManifestInfo recorded = loadStore(store.bytes());

@@ -16,9 +16,11 @@ the source tree, OBG_SANITIZE names the sanitizers of the build.
 import json
 import os
 import pathlib
+import pty
 import shutil
 import subprocess
 import sys
+import tty
 import unittest
 
 import jsonschema
@@ -101,6 +103,26 @@ class CtlTest(unittest.TestCase):
         options.setdefault("stdin", subprocess.DEVNULL)
         options.setdefault("cwd", SCRATCH)
         run = Run(subprocess.run([*before, program, *arguments], timeout=100, **options))
+        if status is not None:
+            self.assertEqual(run.status, status, run)
+        return run
+
+    def on_a_terminal(self, *arguments, status=None, before=(), **environment):
+        """Runs obg_manifestctl with a terminal as its standard output and standard error. All that is shown there, as
+        it was written, is `out`."""
+        master, slave = pty.openpty()
+        tty.setraw(slave)
+        process = subprocess.Popen([*before, CTL, *arguments], stdin=subprocess.DEVNULL, stdout=slave, stderr=slave,
+                                   cwd=SCRATCH, env=dict(os.environ, TERM="xterm", **environment))
+        os.close(slave)
+        shown = b""
+        try:
+            while block := os.read(master, 4096):
+                shown += block
+        except OSError:  # How a terminal says that nobody writes to it any more.
+            pass
+        os.close(master)
+        run = Run(subprocess.CompletedProcess(process.args, process.wait(), shown))
         if status is not None:
             self.assertEqual(run.status, status, run)
         return run
