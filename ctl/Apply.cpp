@@ -2,6 +2,7 @@
 
 #include "ctl/ChangeReport.h"
 #include "ctl/CommandLine.h"
+#include "ctl/Delivery.h"
 #include "ctl/Invocation.h"
 #include "ctl/Manifest.h"
 #include "ctl/StoreFile.h"
@@ -32,17 +33,16 @@ struct ApplyArguments
 
 using Manifests = std::vector<std::unique_ptr<const CManifestInfo>>;
 
-/// What became of the store. It is told when the lock has been given back: a terminal may be slow.
+/// What became of the store, and what is complained of when the lock has been given back: a terminal may be slow.
 struct Applied
 {
     DiskChange change = DiskChange::Failed;
     std::string complaint;
-    std::optional<StorePlan> plan;
 };
 
 Applied failed(std::string complaint)
 {
-    return {DiskChange::Failed, std::move(complaint), std::nullopt};
+    return {DiskChange::Failed, std::move(complaint)};
 }
 
 /// Nothing when all of them were accepted.
@@ -58,53 +58,19 @@ std::optional<Manifests> readManifests(const std::vector<std::string>& paths, co
     return manifests;
 }
 
-Applied commit(StoreFile& store, StorePlan plan)
-{
-    if (plan.changesNothing() && plan.bytes()) {
-        return {DiskChange::Done, {}, std::move(plan)};
-    }
-    // A store without entries goes even if there was none to be read: a link that leads nowhere is left then.
-    if (!store.prepare(plan.bytes())) {
-        return failed(store.error());
-    }
-    const DiskChange change = store.commit();
-    return {change, change == DiskChange::Done ? std::string() : store.error(), std::move(plan)};
-}
-
-Applied change(const ApplyArguments& arguments, const Manifests& manifests, const Options& options)
-{
-    StoreFile store(options);
-    if (!store.lock(arguments.patience, "obg_manifestctl apply") || !store.read()) {
-        return failed(store.error());
-    }
-    if (const auto refusal = store.refusal()) {
-        return failed(*refusal);
-    }
-    StorePlan plan(store.bytes());
-    for (const auto& manifest : manifests) {
-        plan.run(arguments.records ? RunMode::Record : RunMode::Strike, *manifest);
-    }
-    if (plan.unholdable()) {
-        return failed(unholdableComplaint(store.shown(), *plan.unholdable()));
-    }
-    return commit(store, std::move(plan));
-}
-
 bool isSilent(Change change)
 {
     return change == Change::Keep || change == Change::Absent || change == Change::Unrecorded;
 }
 
-std::string jsonOf(const Applied& applied)
+std::string jsonOf(const StorePlan& plan)
 {
-    const StorePlan& plan = *applied.plan;
     Json document = documentOf("apply");
     Json& changes = document["changes"] = Json::array();
     for (const PlannedChange& planned : plan.changes()) {
         changes.push_back(objectOf(planned.change, planned.id, planned.before, planned.listed));
     }
     document["changed"] = !plan.changesNothing();
-    document["safe"] = applied.change == DiskChange::Done;
     document["result"] = resultOf(plan.bytes(), plan.load().GetEntries().size());
     return rendered(document);
 }
@@ -122,21 +88,63 @@ std::string textOf(const StorePlan& plan)
            storeAfterwards(plan.bytes(), plan.load().GetEntries().size(), plan.changesNothing(), Tense::Done);
 }
 
+Applied commit(StoreFile& store, const StorePlan& plan, const Options& options, Delivery& delivery)
+{
+    // A store without entries goes even if there was none to be read: a link that leads nowhere is left then.
+    const bool isLeft = plan.changesNothing() && plan.bytes();
+    if (!isLeft && !store.prepare(plan.bytes())) {
+        return failed(store.error());
+    }
+    if (!delivery.take(options.format == Format::Json ? jsonOf(plan) : textOf(plan))) {
+        return failed({});
+    }
+    return isLeft ? Applied{DiskChange::Done, {}} : Applied{store.commit(), store.error()};
+}
+
+Applied change(const ApplyArguments& arguments, const Manifests& manifests, const Options& options, Delivery& delivery)
+{
+    StoreFile store(options);
+    if (!store.lock(arguments.patience, "obg_manifestctl apply") || !store.read()) {
+        return failed(store.error());
+    }
+    if (const auto refusal = store.refusal()) {
+        return failed(*refusal);
+    }
+    StorePlan plan(store.bytes());
+    for (const auto& manifest : manifests) {
+        plan.run(arguments.records ? RunMode::Record : RunMode::Strike, *manifest);
+    }
+    if (plan.unholdable()) {
+        return failed(unholdableComplaint(store.shown(), *plan.unholdable()));
+    }
+    return commit(store, plan, options, delivery);
+}
+
+ExitStatus statusOf(DiskChange change)
+{
+    switch (change) {
+    case DiskChange::Done:
+        return ExitStatus::Done;
+    case DiskChange::NotSafe:
+        return ExitStatus::Something;
+    case DiskChange::Failed:
+        break;
+    }
+    return ExitStatus::NotDone;
+}
+
 Outcome apply(const ApplyArguments& arguments, const Options& options)
 {
     const auto manifests = readManifests(arguments.manifests, options);
     if (!manifests) {
         return {ExitStatus::NotDone, {}};
     }
-    const Applied applied = change(arguments, *manifests, options);
+    Delivery delivery;
+    const Applied applied = change(arguments, *manifests, options, delivery);
     if (!applied.complaint.empty()) {
         complain(applied.complaint);
     }
-    if (!applied.plan || applied.change == DiskChange::Failed) {
-        return {ExitStatus::NotDone, {}};
-    }
-    return {applied.change == DiskChange::Done ? ExitStatus::Done : ExitStatus::Something,
-            options.format == Format::Json ? jsonOf(applied) : textOf(*applied.plan)};
+    return delivery.outcome(statusOf(applied.change));
 }
 
 } // namespace

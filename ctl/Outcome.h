@@ -17,10 +17,13 @@ enum class ExitStatus : int
 
 /// How a command ended. Nothing is printed before the whole result is known: a command collects its text or its one
 /// JSON document in `output`, and main writes that to standard output. Complaints have gone to standard error by then.
+/// What a command that changes the disk has to tell goes through Delivery.
 struct Outcome
 {
     ExitStatus status = ExitStatus::Done;
     std::string output;
+    /// The status when `output` cannot be written.
+    ExitStatus unwritten = ExitStatus::NotDone;
 };
 
 } // namespace ctl

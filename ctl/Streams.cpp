@@ -47,6 +47,14 @@ void writeInPlaceOfStatus(std::string_view text)
     s_hasStatus = false;
 }
 
+/// Some file systems report only at a close that there was no room. That of a copy does as well, and no file that is
+/// opened later gets the number.
+bool closes(int descriptor)
+{
+    const int copy = dup(descriptor);
+    return copy != -1 && (close(copy) == 0 || errno == EINTR);
+}
+
 } // namespace
 
 void holdStandardStreams()
@@ -67,8 +75,7 @@ void ignoreSignalsOfWrites()
 
 bool writeResult(std::string_view text)
 {
-    // Some file systems report only now that there was no room.
-    return text.empty() || (writeAll(STDOUT_FILENO, text) && close(STDOUT_FILENO) == 0);
+    return text.empty() || (writeAll(STDOUT_FILENO, text) && closes(STDOUT_FILENO));
 }
 
 void complain(std::string_view text)

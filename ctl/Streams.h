@@ -12,7 +12,7 @@ void holdStandardStreams();
 /// process.
 void ignoreSignalsOfWrites();
 
-/// Writes all of it to standard output and closes that. False, with errno set, when any of it could not be written.
+/// Writes all of it to standard output. False, with errno set, when any of it could not be written.
 bool writeResult(std::string_view text);
 
 /// Writes "obg_manifestctl: TEXT" and a line end to standard error. What is not printable in TEXT is escaped, so it may

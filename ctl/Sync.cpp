@@ -1,6 +1,7 @@
 #include "ctl/Commands.h"
 
 #include "ctl/ChangeReport.h"
+#include "ctl/Delivery.h"
 #include "ctl/Invocation.h"
 #include "ctl/Streams.h"
 #include "ctl/SyncRun.h"
@@ -61,7 +62,6 @@ std::string jsonOf(const Synced& synced, bool isDryRun)
     document["changes"] = changesOf(synced, isDryRun);
     document["findings"] = findingsOf(synced);
     document["changed"] = synced.isStoreChanged;
-    document["safe"] = synced.isSafe;
     document["result"] = resultOf(synced.plan.bytes, synced.plan.entries);
     return rendered(document);
 }
@@ -82,20 +82,20 @@ std::string textOf(const Synced& synced, bool isDryRun)
 
 Outcome sync(const SyncArguments& arguments, const Options& options)
 {
-    const Synced synced = runSync(arguments, options);
+    Delivery delivery;
+    const Synced synced = runSync(arguments, options, [&](const Synced& planned) {
+        return delivery.take(options.format == Format::Json ? jsonOf(planned, arguments.isDryRun)
+                                                            : textOf(planned, arguments.isDryRun));
+    });
     for (const std::string& complaint : synced.complaints) {
         complain(complaint);
     }
-    if (synced.status == ExitStatus::NotDone) {
-        return {ExitStatus::NotDone, {}};
+    if (options.format != Format::Json && synced.status != ExitStatus::NotDone) {
+        for (const SyncFinding& finding : synced.findings) {
+            complain(finding.message);
+        }
     }
-    if (options.format == Format::Json) {
-        return {synced.status, jsonOf(synced, arguments.isDryRun)};
-    }
-    for (const SyncFinding& finding : synced.findings) {
-        complain(finding.message);
-    }
-    return {synced.status, textOf(synced, arguments.isDryRun)};
+    return delivery.outcome(synced.status);
 }
 
 } // namespace

@@ -23,8 +23,8 @@ constexpr const char* kCommand = "obg_manifestctl sync";
 class SyncRun
 {
 public:
-    SyncRun(const SyncArguments& arguments, const Options& options)
-        : m_arguments(arguments), m_options(options), m_store(options), m_state(options, m_store)
+    SyncRun(const SyncArguments& arguments, const Options& options, const Deliver& deliver)
+        : m_arguments(arguments), m_options(options), m_deliver(deliver), m_store(options), m_state(options, m_store)
     {}
 
     Synced result();
@@ -48,6 +48,7 @@ private:
 
     const SyncArguments& m_arguments;
     const Options& m_options;
+    const Deliver& m_deliver;
     StoreFile m_store;
     StateFile m_state;
     InstalledManifests m_manifests;
@@ -107,9 +108,9 @@ bool SyncRun::run()
     if (isSettled()) {
         leaveStore();
         m_synced.plan.entries = m_store.bytes() ? loadStore(*m_store.bytes()).GetEntries().size() : 0;
-        return true;
+        return m_deliver(m_synced);
     }
-    return planChanges() && (m_arguments.isDryRun || write());
+    return planChanges() && (m_arguments.isDryRun ? m_deliver(m_synced) : write());
 }
 
 bool SyncRun::lock()
@@ -217,7 +218,7 @@ void SyncRun::report()
 bool SyncRun::write()
 {
     if (!m_synced.isStoreChanged) {
-        return writeState();
+        return m_deliver(m_synced) && writeState();
     }
     if (!replaceStore()) {
         return false;
@@ -243,7 +244,7 @@ bool SyncRun::replaceStore()
     if (!take(m_state.write(claimed), m_state.error())) {
         return false;
     }
-    if (take(m_store.commit(), m_store.error())) {
+    if (m_deliver(m_synced) && take(m_store.commit(), m_store.error())) {
         return true;
     }
     m_state.restore();
@@ -292,9 +293,9 @@ bool SyncRun::fail(const std::string& complaint)
 
 } // namespace
 
-Synced runSync(const SyncArguments& arguments, const Options& options)
+Synced runSync(const SyncArguments& arguments, const Options& options, const Deliver& deliver)
 {
-    return SyncRun(arguments, options).result();
+    return SyncRun(arguments, options, deliver).result();
 }
 
 } // namespace ctl

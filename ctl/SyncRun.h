@@ -5,6 +5,7 @@
 #include "ctl/SyncPlan.h"
 #include "ctl/Waiting.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -43,8 +44,11 @@ struct Synced
     bool isSafe = true;
 };
 
-/// Makes the chosen store hold what the installed manifests list. Prints nothing: the locks have been given back when
-/// there is something to print, as a terminal may be slow.
-Synced runSync(const SyncArguments& arguments, const Options& options);
+/// Is told once what will have been done, before the disk is changed; when it returns false nothing is.
+using Deliver = std::function<bool(const Synced& planned)>;
+
+/// Makes the chosen store hold what the installed manifests list. Complains of nothing itself: the locks have been
+/// given back when there is something to complain of, as a terminal may be slow.
+Synced runSync(const SyncArguments& arguments, const Options& options, const Deliver& deliver);
 
 } // namespace ctl

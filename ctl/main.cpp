@@ -109,6 +109,7 @@ int main(int argc, char* argv[])
             return static_cast<int>(outcome.status);
         }
         complain("cannot write to", "standard output", errno);
+        return static_cast<int>(outcome.unwritten);
     } catch (const std::exception& error) {
         complain(error.what());
     }

@@ -1,7 +1,9 @@
 """`apply`: what the tool does, all or nothing."""
 
+import contextlib
 import fcntl
 import os
+import pty
 import re
 import signal
 import subprocess
@@ -14,6 +16,22 @@ from harness import CTL, LEGACY_STORE, ROOT, SCRATCH, STORE, WITHOUT_RIGHTS, sto
 
 LOCK = ROOT / "VPNManifest.dat.lock"
 FULL_DISK = "No space left on device"
+
+
+def failing(call, error):
+    """A command that runs the program with this call failing every time."""
+    return [*harness.STRACE, "-o", "/dev/null", "-e", f"inject={call}:error={error}"]
+
+
+@contextlib.contextmanager
+def terminal():
+    """A terminal for the program, and a function that returns what it shows."""
+    keeper, screen = pty.openpty()
+    try:
+        yield screen, lambda: os.read(keeper, 4096)
+    finally:
+        os.close(keeper)
+        os.close(screen)
 
 
 def entry(attributes, children="<uri>u</uri>"):
@@ -120,10 +138,52 @@ class ApplyTest(harness.CtlTest):
             {"change": "add", "id": "a", "old": None, "new": {"kind": "exe", "version": "1"}},
             {"change": "unrecorded", "id": "b", "old": None, "new": {"kind": "resource", "version": "1"}},
         ])
-        self.assertEqual((document["changed"], document["safe"]), (True, True))
+        self.assertIs(document["changed"], True)
         self.assertEqual(document["result"]["size"], len(store_bytes(("a", "exe", "1"))))
         document = self.json("apply", "-x", self.manifest(exe("a", "1")))
         self.assertEqual(document["result"], {"entries": None, "size": None, "sha256": None})
+
+    # Standard output
+
+    def test_a_result_that_cannot_be_written_changes_nothing(self):
+        self.assertStopsOnFailedOutput("apply", "-i", self.manifest(exe("b", "1")))
+        self.assertStands(None)
+        content = self.lay_store(("a", "exe", "1"))
+        for command in (["-i", self.manifest(exe("b", "1"))], ["-x", self.manifest(exe("a", "1"))]):
+            for form in ("text", "json"):
+                self.assertStopsOnFailedOutput("--format", form, "apply", *command)
+                self.assertStands(content)
+
+    def test_a_change_that_fails_behind_its_result_is_said(self):
+        content = self.lay_store(("a", "exe", "1"))
+        run = self.ctl("apply", "-i", self.manifest(exe("b", "1")), before=failing("renameat", "EIO"))
+        self.assertEqual((run.status, run.err), (2, (
+            f"obg_manifestctl: cannot replace {STORE}: Input/output error\n"
+            "obg_manifestctl: nothing was changed; the result on standard output does not hold\n")))
+        self.assertStands(content)
+
+    def test_a_terminal_gets_the_result_when_the_lock_has_been_given_back(self):
+        with terminal() as (screen, shown):
+            log = SCRATCH / "trace"
+            self.ctl("apply", "-i", self.manifest(exe("a", "1")), stdout=screen, status=0,
+                     before=[*harness.STRACE, "-y", "-e", "trace=write,ftruncate", "-o", log])
+            self.assertIn(b"The store holds 1 entry", shown())
+        self.assertIn("The store holds", log.read_text().splitlines()[-2], "the last but the exit")
+
+    def test_a_terminal_that_fails_behind_the_change_is_1(self):
+        with terminal() as (screen, _):
+            run = self.ctl("apply", "-i", self.manifest(exe("a", "1")), stdout=screen,
+                           before=[*failing("write", "EIO"), "-P", os.ttyname(screen)])
+        self.assertRun(run, 1, err="obg_manifestctl: cannot write to standard output: Input/output error\n")
+        self.assertStands(store_bytes(("a", "exe", "1")))
+
+    def test_a_terminal_that_has_hung_up_changes_nothing(self):
+        keeper, screen = pty.openpty()
+        os.close(keeper)
+        run = self.ctl("apply", "-i", self.manifest(exe("a", "1")), stdout=screen)
+        os.close(screen)
+        self.assertRun(run, 2, err="obg_manifestctl: cannot write to standard output: Input/output error\n")
+        self.assertStands(None)
 
     # What it refuses
 
@@ -333,7 +393,7 @@ class ApplyTest(harness.CtlTest):
 
     def test_a_killed_holder_frees_the_lock(self):
         holder = subprocess.Popen(
-            ["strace", "-o", "/dev/null", "-e", "inject=fsync:delay_enter=60000000", CTL, "apply", "-i",
+            [*harness.STRACE, "-o", "/dev/null", "-e", "inject=fsync:delay_enter=60000000", CTL, "apply", "-i",
              self.manifest(exe("a", "1"))], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.wait_for(lambda: LOCK.exists() and LOCK.read_text())
         pid, command = re.fullmatch(r"(\d+) (.*)\n", LOCK.read_text()).groups()

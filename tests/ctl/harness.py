@@ -41,6 +41,9 @@ IS_SANITIZED = bool(os.environ.get("OBG_SANITIZE"))
 # An ordinary user: still uid 0 of the namespace, but the mode of a file binds it.
 WITHOUT_RIGHTS = ["setpriv", "--bounding-set=-all", "--inh-caps=-all"]
 
+# The detector of leaks cannot run under it.
+STRACE = ["env", "ASAN_OPTIONS=detect_leaks=0", "strace"]
+
 
 class Run:
     """How a run of the program ended. `out` and `err` are texts; `output` is standard output's bytes."""
@@ -126,6 +129,17 @@ class CtlTest(unittest.TestCase):
         if status is not None:
             self.assertEqual(run.status, status, run)
         return run
+
+    def assertStopsOnFailedOutput(self, *arguments):
+        """Standard output that cannot be written ends the command with 2, complained, whatever it is."""
+        reading, writing = os.pipe()
+        os.close(reading)
+        with open("/dev/full", "wb") as full, open(writing, "wb") as unread:
+            for stdout, reason in ((full, "No space left on device"), (unread, "Broken pipe")):
+                run = self.ctl(*arguments, stdout=stdout)
+                self.assertRun(run, 2, err=f"obg_manifestctl: cannot write to standard output: {reason}\n")
+        run = self.ctl("-c", 'exec "$0" "$@" >&-', CTL, *arguments, program="sh")
+        self.assertRun(run, 2, err="obg_manifestctl: cannot write to standard output: Bad file descriptor\n")
 
     def json(self, *arguments, status=0, err="", **options):
         """The document that `--format json` prints, held against its schema. Nothing else may be printed."""

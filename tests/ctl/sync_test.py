@@ -433,7 +433,7 @@ class SyncTest(harness.CtlTest):
                                                 "new": {"kind": "exe", "version": "2"}, "manifest": "b.xml"}])
         self.assertEqual([(each["rule"], each["manifest"], each["id"]) for each in document["findings"]],
                          [("rejected", "c.xml", None), ("listed-twice", "b.xml", "a")])
-        self.assertEqual((document["changed"], document["safe"]), (True, True))
+        self.assertIs(document["changed"], True)
         self.assertEqual(document["result"]["entries"], 1)
         self.assertEqual(self.json("sync", status=1)["result"], document["result"])
 
@@ -443,6 +443,31 @@ class SyncTest(harness.CtlTest):
         self.assertEqual(self.json("sync")["result"], first["result"])
 
     # The lock
+
+    def test_a_result_that_cannot_be_written_changes_nothing(self):
+        self.lay("a.xml", exe("a", "1"))
+        self.assertStopsOnFailedOutput("sync")
+        self.assertStore()
+        self.assertFalse(STATE_FILE.exists())
+        self.sync()
+        self.lay("a.xml", exe("b", "1"))
+        self.assertStopsAndStands()
+        self.take("a.xml")
+        self.assertStopsAndStands()
+
+    def test_a_result_that_cannot_be_written_leaves_the_state_of_a_store_that_stays(self):
+        self.lay("a.xml", exe("a", "1"))
+        self.sync()
+        (FOLDER / "a.xml").rename(FOLDER / "b.xml")
+        self.assertStopsAndStands()
+
+    def assertStopsAndStands(self):
+        def stand():
+            return STORE.read_bytes(), STATE_FILE.read_bytes(), sorted([*ROOT.iterdir(), *STATE.iterdir()])
+        before = stand()
+        for form in ("text", "json"):
+            self.assertStopsOnFailedOutput("--format", form, "sync")
+            self.assertEqual(stand(), before)
 
     def test_both_locks_are_waited_for_and_named(self):
         for path in (ROOT / "VPNManifest.dat.lock", STATE / "current.json.lock"):

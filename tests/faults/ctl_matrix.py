@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The fault matrix of obg_manifestctl: every system call of `apply` and `sync` on the store, the locks, the state and the
-manifests, failed in every way it can fail.
+"""The fault matrix of obg_manifestctl: every system call of `apply` and `sync` on the store, the locks, the state, the
+manifests and standard output, failed in every way it can fail.
 
 usage: ctl_matrix.py --ctl CTL --short-transfers MODULE [--table] [SCENARIO...]
 
@@ -32,6 +32,7 @@ from scenarios import MANIFEST, ROOT, SCRATCH, STORE, entries
 STATE = Path("/var/lib/obg-manifest")
 FOLDER = ROOT / "manifest"
 TEMPORARY = ".obg-"
+OUTPUT = SCRATCH / "output"
 
 # What each call can return, on some file system or other.
 FAULTS = {
@@ -40,9 +41,10 @@ FAULTS = {
     "readlink": (errno.EIO, errno.EACCES, errno.ENOMEM),
     "newfstatat": (errno.EIO, errno.ENOMEM),
     "read": (errno.EIO, errno.EINTR, errno.ENOMEM),
-    "write": (errno.EIO, errno.ENOSPC, errno.EDQUOT, errno.EFBIG, errno.EINTR),
+    "write": (errno.EIO, errno.ENOSPC, errno.EDQUOT, errno.EFBIG, errno.EPIPE, errno.EINTR),
     "pwrite64": (errno.EIO, errno.ENOSPC),
     "ftruncate": (errno.EIO,),
+    "dup": (errno.EMFILE,),
     "fsync": (errno.EIO, errno.ENOSPC, errno.EINVAL, errno.EINTR),
     "close": (errno.EIO, errno.ENOSPC, errno.EINTR),
     "flock": (errno.ENOLCK, errno.EIO, errno.EINTR),
@@ -139,6 +141,8 @@ class Call:
 
 def target_of(name):
     """What of ours a path or a name in a folder is, or None."""
+    if name == str(OUTPUT):
+        return "output"
     if name.startswith("/") and not name.startswith((str(ROOT), str(STATE), str(MANIFEST))):
         return None
     if name in (str(ROOT), str(STATE)):
@@ -156,8 +160,9 @@ def trace(ctl, scenario):
     """The calls of an undisturbed run on what is ours, in order."""
     log = SCRATCH / "trace"
     # The detector of leaks cannot run under strace.
-    subprocess.run(["env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-y", "-s", "200", "-o", log, ctl, *scenario.command],
-                   check=True, stdout=subprocess.DEVNULL)
+    with OUTPUT.open("wb") as output:
+        subprocess.run(["env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-y", "-s", "200", "-o", log, ctl,
+                        *scenario.command], check=True, stdout=output)
     calls, numbers, on_path = [], collections.Counter(), collections.Counter()
     is_over = False
     for line in log.read_text().splitlines():
@@ -165,8 +170,9 @@ def trace(ctl, scenario):
             continue
         name, arguments, result, opened = match.groups()
         numbers[name] += 1
-        named = [each for each in NAME.findall(arguments.split(", \"\\")[0]) if target_of(each)]
-        if not named or name not in FAULTS or arguments.startswith("1<"):  # the results name manifests
+        where = arguments.split(", \"")[0] if name == "write" else arguments  # what is written names manifests
+        named = [each for each in NAME.findall(where.split(", \"\\")[0]) if target_of(each)]
+        if not named or name not in FAULTS:
             continue
         path = opened or named[-1]
         target = target_of(named[-1])
@@ -228,7 +234,7 @@ def is_harmless(call, error):
     if error == errno.EINTR and call.name in ("read", "write", "fsync", "close", "flock"):
         return True
     if call.name == "close":
-        return call.target != "temporary"
+        return call.target not in ("temporary", "output")
     if call.target == "folder":
         # Links are looked for, and leftovers.
         return call.lists or call.name in ("readlink", "getdents64")
@@ -267,8 +273,9 @@ def run_fault(arguments, scenario, call, fault):
     else:
         what = "signal=SIGKILL" if fault.kind == "kill" else f"error={errno.errorcode[fault.error]}"
         command = ["strace", "-o", SCRATCH / "trace", "-e", f"inject={call.name}:{what}:when={call.number}", *command]
-    return subprocess.run(command, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                          stderr=subprocess.PIPE, text=True, timeout=60)
+    with OUTPUT.open("wb") as output:
+        return subprocess.run(command, env=environment, stdin=subprocess.DEVNULL, stdout=output,
+                              stderr=subprocess.PIPE, text=True, timeout=60)
 
 
 def outcome_of(end, before, after, now):
