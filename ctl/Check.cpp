@@ -157,12 +157,24 @@ Outcome check(const Options& options, const Arguments& arguments)
     return {status, report.text()};
 }
 
-Outcome explain(const std::string& name)
+std::string explained(const StoreRule& rule, const Options& options)
+{
+    if (options.format != Format::Json) {
+        return std::string(rule.explanation) + "\n";
+    }
+    JsonWriter document("check");
+    document.openArray("rules");
+    document.element({{"rule", rule.name}, {"explanation", rule.explanation}});
+    document.close();
+    return document.text();
+}
+
+Outcome explain(const Options& options, const std::string& name)
 {
     std::string names;
     for (const StoreRule& rule : kStoreRules) {
         if (rule.name == name) {
-            return {ExitStatus::Done, std::string(rule.explanation) + "\n"};
+            return {ExitStatus::Done, explained(rule, options)};
         }
         names += (names.empty() ? "" : ", ") + std::string(rule.name);
     }
@@ -181,7 +193,7 @@ void addCheck(CLI::App& program, Invocation& invocation)
     rule->option_text("RULE")->excludes(files);
     command->callback([&invocation, arguments, rule] {
         invocation.run = [arguments, isExplained = rule->count() > 0](const Options& options) {
-            return isExplained ? explain(arguments->rule) : check(options, *arguments);
+            return isExplained ? explain(options, arguments->rule) : check(options, *arguments);
         };
     });
 }

@@ -290,6 +290,12 @@ class CheckTest(harness.CtlTest):
             run = self.ctl("check", "--explain", rule, status=0)
             self.assertTrue(run.out.endswith(".\n") and run.err == "", run)
 
+    def test_an_explanation_comes_as_json_too(self):
+        self.assertEqual(self.json("check", "--explain", "stray-bytes"), {
+            "format": "obg-manifest-check", "version": 1,
+            "rules": [{"rule": "stray-bytes",
+                       "explanation": "Up to 3 bytes follow the last record. Readers pass over them."}]})
+
     def test_the_manual_lists_every_rule_with_its_explanation(self):
         page = (harness.SOURCE / "packaging/man/VPNManifest.dat.5").read_text()
         table = page.split('.\\" table: findings\n')[1].split('.\\" end\n')[0]
