@@ -86,6 +86,20 @@ TEST_F(Demo, updatesTheCoreInPlace)
                                shown(16, "VPNRoutes-script", "script", "5.1.4.74")));
 }
 
+TEST_F(Demo, showsThePlanOfEachStepBeforeItIsTaken)
+{
+    EXPECT_THAT(step(2), HasSubstr("obg_manifestctl plan -i examples/core-5.1.4.74.xml\n"
+                                   "update  VPNCore-deb       deb 5.1.2.42 -> deb 5.1.4.74\n"
+                                   "update  VPNCore-rpm       rpm 5.1.2.42-1 -> rpm 5.1.4.74-1\n"
+                                   "update  VPNAgent-init     script 5.1.2.42 -> script 5.1.4.74\n"
+                                   "add     VPNRoutes-script  script 5.1.4.74\n"
+                                   "update  VPNCore           exe 5.1.2.42 -> exe 5.1.4.74\n"
+                                   "The store would hold 5 entries in 178 bytes.\n\n$ "));
+    EXPECT_THAT(step(4), HasSubstr("\nstrike  Northwind-setup         script 2.3\n"));
+    EXPECT_THAT(step(5), HasSubstr("obg_manifestctl plan -i examples/broken-cut-short.xml\n"
+                                   "obg_manifestctl: examples/broken-cut-short.xml"));
+}
+
 TEST_F(Demo, addsTheCustomisationAndStrikesItAgain)
 {
     const std::string record = shown(16, "Northwind-setup", "script", "2.3");
