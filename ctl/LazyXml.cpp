@@ -1,39 +1,16 @@
-// libxml2, loaded when the first manifest is parsed.
-//
-// It brings ICU along, and to bind the two costs three times what all else of `list` does. The functions below have the
-// names of those that the XML adapter calls; they stand in the program itself, so the linker has no need of libxml2,
-// and each passes its call on to the real one. A test holds that the program is not linked against it.
+// libxml2, loaded when the first manifest is parsed; see LazyLibrary.h. It brings ICU along.
 
-#include "ctl/Outcome.h"
-#include "ctl/Streams.h"
+#include "ctl/LazyLibrary.h"
 
 #include <libxml/SAX2.h>
 #include <libxml/encoding.h>
 #include <libxml/parser.h>
 
-#include <cstdlib>
-#include <string>
-
-#include <dlfcn.h>
-
 namespace {
 
-/// Ends the program where the library is missing: the loader would have done the same before main.
-void* loaded(const char* library)
+template <typename Function> Function* xmlFunction(const char* name, Function* likeness)
 {
-    void* const handle = dlopen(library, RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) {
-        ctl::complain(std::string("cannot load ") + dlerror());
-        std::_Exit(static_cast<int>(ctl::ExitStatus::NotDone));
-    }
-    return handle;
-}
-
-/// The function of that name in libxml2, whose type is that of `likeness`.
-template <typename Function> Function* xmlFunction(const char* name, Function* /*likeness*/)
-{
-    static void* const library = loaded(OBG_LIBXML);
-    return reinterpret_cast<Function*>(dlsym(library, name));
+    return ctl::lazyFunction(OBG_LIBXML, name, likeness);
 }
 
 } // namespace
