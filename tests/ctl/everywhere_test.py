@@ -1,5 +1,6 @@
 """What holds for every command: help, the version, usage, and what becomes of output that cannot be written."""
 
+import ctypes.util
 import os
 import subprocess
 
@@ -86,6 +87,17 @@ class StartTest(harness.CtlTest):
     def test_a_command_that_parses_manifests_loads_what_it_needs(self):
         (SCRATCH / "m.xml").write_text('<vpn rev="1.0"><file id="a" version="1" type="exe"><uri>a</uri></file></vpn>')
         self.assertEqual(self.ctl("lint", "m.xml", status=0).err, "")
+
+    def test_a_library_that_cannot_be_loaded_is_2_and_is_named(self):
+        (SCRATCH / "m.xml").write_text('<vpn rev="1.0"><file id="a" version="1" type="exe"><uri>a</uri></file></vpn>')
+        for name in ("xml2", "crypto"):
+            with self.subTest(name):
+                broken = SCRATCH / name / ctypes.util.find_library(name)
+                broken.parent.mkdir()
+                broken.touch()
+                self.assertRun(self.ctl("--format", "json", "plan", "-i", "m.xml",
+                                        env=dict(os.environ, LD_LIBRARY_PATH=str(broken.parent))), 2,
+                               err=f"obg_manifestctl: cannot load {broken}: file too short\n")
 
 
 class PlacesTest(harness.CtlTest):
