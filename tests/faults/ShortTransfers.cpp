@@ -1,7 +1,7 @@
 // Preloaded into the tool: the kernel may move fewer bytes than asked for, and here it does.
 //
 //   OBG_SHORT_FILE  the file in question, or, with * at the end, all whose paths start so
-//   OBG_SHORT_CALL  which call on it is cut short, as NAME:NUMBER ("read:2"); NAME is read, write or writev
+//   OBG_SHORT_CALL  which call on it is cut short, as NAME:NUMBER ("read:2"); NAME is read or write
 //   OBG_SHORT_SIZE  how many bytes that call moves
 //   OBG_SHORT_THEN  with which errno every later write to the file fails; not set: they succeed
 
@@ -12,7 +12,6 @@
 #include <string_view>
 
 #include <sys/syscall.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 namespace {
@@ -77,19 +76,4 @@ extern "C" ssize_t write(int fd, const void* buffer, std::size_t size)
         return -1;
     }
     return syscall(SYS_write, fd, buffer, isTheCall("write", s_count) ? shortSize() : size);
-}
-
-extern "C" ssize_t writev(int fd, const iovec* parts, int count)
-{
-    static int s_count = 0;
-    if (!isTheFile(fd)) {
-        return syscall(SYS_writev, fd, parts, count);
-    }
-    if (failsFromNowOn()) {
-        return -1;
-    }
-    if (isTheCall("writev", s_count)) {
-        return syscall(SYS_write, fd, parts[0].iov_base, shortSize());
-    }
-    return syscall(SYS_writev, fd, parts, count);
 }

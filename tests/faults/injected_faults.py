@@ -17,7 +17,6 @@ FAULTS = {
     "openat+create": (errno.EIO, errno.ENOSPC, errno.EACCES, errno.EINTR, errno.ENOMEM, errno.EMFILE),
     "read": (errno.EIO, errno.EINTR, errno.ENOMEM),
     "write": (errno.EIO, errno.ENOSPC, errno.EINTR, errno.ENOMEM),
-    "writev": (errno.EIO, errno.ENOSPC, errno.EINTR, errno.ENOMEM),
     "close": (errno.EIO, errno.ENOSPC, errno.EINTR),
     "unlink": (errno.EIO, errno.ENOSPC, errno.EACCES, errno.EINTR, errno.ENOMEM),
 }
@@ -39,7 +38,7 @@ class Call:
 
     @property
     def can_move_less(self):
-        return self.name in ("read", "write", "writev") and self.size > 1
+        return self.name in ("read", "write") and self.size > 1
 
 
 CALL = re.compile(r"(\w+)\((.*)\)\s+= (-?\d+)")
@@ -65,7 +64,7 @@ def trace(tool, scenario):
         elif phase == "parse":
             phase = "write"
         numbers[name] += 1
-        size = max(int(result), 0) if name in ("read", "write", "writev") else 0
+        size = max(int(result), 0) if name in ("read", "write") else 0
         calls.append(Call(name, numbers[name], target, phase, size, moved[phase]))
         moved[phase] += size
     return calls, end
@@ -87,19 +86,13 @@ class Fault:
 def faults_of(call):
     kind = "openat+create" if call.name == "openat" and call.phase == "write" else call.name
     faults = [Fault("error", error) for error in FAULTS[kind]]
-    if call.name in ("write", "writev"):
+    if call.name == "write":
         faults += [Fault("errors", error) for error in FAULTS[kind] if error != errno.EINTR]
     if call.can_move_less:
         faults.append(Fault("short"))
         if call.name != "read":
             faults.append(Fault("short+full", errno.ENOSPC))
     return faults + [Fault("kill")]
-
-
-def is_cut(scenario, shortest, longest):
-    """The new store, cut somewhere between these lengths."""
-    return lambda store: (store is not None and shortest <= len(store) <= longest and
-                          scenario.after.startswith(store))
 
 
 def forgot(scenario, lines):
@@ -145,22 +138,19 @@ def expect_write(scenario, call, fault):
 
 
 def expect_write_lost(scenario, call, fault):
-    """A write failed. Closing the file tries once more what was still in the stream's buffer."""
+    """A write failed: what had got there before it is all there is."""
     reached = call.moved + (3 if fault.kind == "short+full" else 0)
-    is_retried = fault.kind == "error"
+    left = is_exactly(scenario.after[:reached])
     if call.moved == 0:
         lines = scenario.lines + model.header_not_written(fault.error) + [model.STATUS_5]
-        longest = len(model.HEADER) if is_retried else reached
-        return Expected("headless", 5, [lines], is_cut(scenario, longest, longest))
-    lines = scenario.lines_when_cut(reached, fault.error)
-    longest = call.moved + call.size if is_retried else reached
-    return Expected("cut", 0, [lines], is_cut(scenario, reached, longest))
+        return Expected("headless", 5, [lines], left)
+    return Expected("cut", 0, [scenario.lines_when_cut(reached, fault.error)], left)
 
 
 def expect_kill(scenario, call):
     is_loaded = call.phase != "load" or call.name == "close"
     lines = [scenario.lines if is_loaded else []]
-    if call.phase == "write" and call.name in ("write", "writev", "close"):
+    if call.phase == "write" and call.name in ("write", "close"):
         left = scenario.after[:call.moved]
         outcome = "empty" if not left else "new" if left == scenario.after else "cut"
         return Expected(f"killed: {outcome}", -signal.SIGKILL, lines, is_exactly(left))
@@ -187,7 +177,7 @@ def injections(calls, call, fault):
     if fault.kind == "error":
         return [f"inject={call.name}:error={name}:when={call.number}"]
     before = collections.Counter(other.name for other in calls[:calls.index(call)])
-    return [f"inject={each}:error={name}:when={before[each] + 1}+" for each in ("write", "writev")]
+    return [f"inject=write:error={name}:when={before['write'] + 1}+"]
 
 
 def run_fault(arguments, scenario, calls, call, fault):

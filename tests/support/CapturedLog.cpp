@@ -1,5 +1,6 @@
 #include "tests/support/CapturedLog.h"
 
+#include <cerrno>
 #include <ostream>
 #include <utility>
 
@@ -23,6 +24,7 @@ public:
     {
         const std::lock_guard lock(m_owner.m_mutex);
         m_owner.m_records.push_back({severity, text, messageName, id, importance});
+        errno = EXFULL; // A back end may do that: whoever still needs its own errno has to keep it.
         return 0;
     }
 

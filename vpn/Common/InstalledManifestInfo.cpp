@@ -4,6 +4,7 @@
 #include "vpn/Common/InstallRoots.h"
 #include "vpn/Common/InstalledManifestReader.h"
 #include "vpn/Common/StatusCodes.h"
+#include "vpn/Common/Utility/FileDescriptor.h"
 #include "vpn/Common/Utility/sysutils.h"
 
 #include <algorithm>
@@ -14,6 +15,7 @@
 #include <fstream>
 #include <limits>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace {
@@ -26,6 +28,9 @@ constexpr std::size_t kHeaderSize = 8;
 
 /// What is written to the file at once, or a little more.
 constexpr std::size_t kBlockSize = 65536;
+
+/// Everybody may read and write a new file, as far as the process's umask lets them.
+constexpr mode_t kNewFileMode = 0666;
 
 std::string storePath(eManifestDataPath dataPath)
 {
@@ -169,12 +174,6 @@ std::size_t largestRecord(const std::list<InstalledManifestEntry>& entries)
         largest = std::max(largest, numbersAndNuls + entry.version.size() + entry.fileId.size());
     }
     return largest;
-}
-
-/// Writes bytes through to the file, however many the stream gathers. Sets errno when not all of them get there.
-bool writeThrough(std::ostream& file, std::string_view bytes)
-{
-    return file.write(bytes.data(), static_cast<std::streamsize>(bytes.size())).flush().good();
 }
 
 /// How many bytes of a file that is being written have got there; none when that cannot be told.
@@ -352,13 +351,13 @@ long CInstalledManifestInfo::WriteFile() const
     std::string block;
     block.reserve(kBlockSize + largestRecord(m_entries));
     const std::string header = headerBytes();
-    std::ofstream file(m_path, std::ios::trunc | std::ios::binary);
-    if (!file.is_open()) {
+    const FileDescriptor file(::open(m_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
+    if (!file.isOpen()) {
         logFileFailure(function, 445, "fstream::open", errno);
         return StatusCode::OperationFailed;
     }
     // The header goes through first: a disk that is full or gone already shows there.
-    if (!writeThrough(file, header)) {
+    if (!file.write(header)) {
         logFileFailure("writeManifestData", 613, "fstream::write", errno);
         logFieldFailure(function, 459, kWriter);
         return StatusCode::OperationFailed;
@@ -373,19 +372,19 @@ long CInstalledManifestInfo::WriteFile() const
 }
 
 /// Writes the entries in few large blocks. False, with errno, when the file does not take one of them.
-bool CInstalledManifestInfo::writeEntries(std::ostream& file, std::string& block) const
+bool CInstalledManifestInfo::writeEntries(const FileDescriptor& file, std::string& block) const
 {
     MemorySink sink{block};
     for (const InstalledManifestEntry& entry : m_entries) {
         static_cast<void>(writeEntry(sink, entry));
         if (block.size() >= kBlockSize) {
-            if (!writeThrough(file, block)) {
+            if (!file.write(block)) {
                 return false;
             }
             block.clear();
         }
     }
-    return writeThrough(file, block);
+    return file.write(block);
 }
 
 /// Logs, in order, the entries that are not in the file as a whole: those that the format cannot hold and, when the

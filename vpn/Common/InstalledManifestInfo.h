@@ -12,6 +12,7 @@
 #include <utility>
 
 class CInstalledManifestReader;
+class FileDescriptor;
 
 /// Selects the install root whose store is meant. Every value but eLegacyDataPath means the current root.
 enum eManifestDataPath : std::uint32_t
@@ -132,7 +133,7 @@ private:
     InstalledManifestState load(std::istream& file);
     InstalledManifestState loadRecords(CInstalledManifestReader& reader);
     void indexEntries();
-    bool writeEntries(std::ostream& file, std::string& block) const;
+    bool writeEntries(const FileDescriptor& file, std::string& block) const;
     void logUnwritten(std::uint64_t reached, int error) const;
 
     std::string m_path;

@@ -2,6 +2,7 @@
 
 #include "vpn/Common/AppLog.h"
 #include "vpn/Common/StatusCodes.h"
+#include "vpn/Common/Utility/FileDescriptor.h"
 #include "vpn/Common/Utility/SecureString.h"
 #include "vpn/Common/Xml/XmlParser.h"
 #include "vpn/Downloader/ManifestReader.h"
@@ -10,8 +11,9 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <memory>
+
+#include <fcntl.h>
 
 namespace {
 
@@ -38,16 +40,17 @@ std::string logUnreadable(unsigned line, const char* call, unsigned code, const 
 }
 
 /// Reads that many bytes, by way of a small block that is wiped: a string made in its size would be zeroed first.
-bool readText(std::istream& file, std::size_t size, std::string& text)
+/// False when fewer came.
+bool readText(const FileDescriptor& file, std::size_t size, std::string& text)
 {
-    std::array<char, 4096> block; // NOLINT(cppcoreguidelines-pro-type-member-init): read before it is looked at
+    std::array<char, 2048> block; // NOLINT(cppcoreguidelines-pro-type-member-init): read before it is looked at
     text.reserve(size);
     while (text.size() < size) {
-        const std::size_t count = std::min(block.size(), size - text.size());
-        if (!file.read(block.data(), static_cast<std::streamsize>(count))) {
+        const long count = file.read(block.data(), std::min(block.size(), size - text.size()));
+        if (count <= 0) {
             break;
         }
-        text.append(block.data(), count);
+        text.append(block.data(), static_cast<std::size_t>(count));
     }
     ::explicit_bzero(block.data(), block.size());
     return text.size() == size;
@@ -66,7 +69,7 @@ public:
     {
         if (!m_text.empty()) {
             wipeString(m_text);
-            m_text.shrink_to_fit();
+            std::string().swap(m_text);
         }
         ManifestReader::addElement(name);
     }
@@ -133,12 +136,9 @@ std::string CManifestInfo::readManifestFile(const std::string& path)
     if (size < 1) {
         return logUnreadable(__LINE__, "CManifestInfo::fileCbSize", StatusCode::MissingArgument, nullptr);
     }
-    std::ifstream file;
-    // Unbuffered, because the stream's own buffer would go back to the heap with the document in it.
-    file.rdbuf()->pubsetbuf(nullptr, 0);
     errno = 0;
-    file.open(path, std::ios::binary);
-    if (!file.is_open()) {
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file.isOpen()) {
         return logUnreadable(__LINE__, "fstream::open", static_cast<unsigned>(errno), std::strerror(errno));
     }
     std::string text;

@@ -2,12 +2,10 @@
 
 #include "vpn/Downloader/ManifestInfo.h"
 
-#include <utility>
-
-ClientProfileInfo::ClientProfileInfo(std::string name, std::string extension, std::string firstDirectory,
-                                     std::string secondDirectory, std::string display, bool profileFlag)
-    : fileName(std::move(name)), profileExtension(std::move(extension)), directory(std::move(firstDirectory)),
-      secondaryDirectory(std::move(secondDirectory)), displayName(std::move(display)), flag(profileFlag)
+ClientProfileInfo::ClientProfileInfo(std::string_view name, std::string_view extension, std::string_view firstDirectory,
+                                     std::string_view secondDirectory, std::string_view display, bool profileFlag)
+    : fileName(name), profileExtension(extension), directory(firstDirectory), secondaryDirectory(secondDirectory),
+      displayName(display), flag(profileFlag)
 {}
 
 // In this order: they are filled one after the other before main runs.

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 /// The algorithm of a listed file's hash.
 enum HashType : std::uint32_t
@@ -49,8 +50,8 @@ struct ManifestFileInfo
 /// What is fixed for one kind of client profile.
 struct ClientProfileInfo
 {
-    ClientProfileInfo(std::string name, std::string extension, std::string firstDirectory, std::string secondDirectory,
-                      std::string display, bool profileFlag);
+    ClientProfileInfo(std::string_view name, std::string_view extension, std::string_view firstDirectory,
+                      std::string_view secondDirectory, std::string_view display, bool profileFlag);
 
     /// May be empty: the manifest names the file then.
     std::string fileName;

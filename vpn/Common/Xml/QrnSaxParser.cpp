@@ -293,10 +293,8 @@ void QrnSaxParser::elementValueCB(void* ctx, const xmlChar* ch, int len)
     if (sink == nullptr) {
         return;
     }
-    const std::size_t size = len > 0 ? static_cast<std::size_t>(len) : 0;
-    const auto* characters = reinterpret_cast<const char*>(ch);
-    sink->setElementValue(
-        Value(context, CStringUtils::trimmed({characters, size == 0 ? 0 : ::strnlen(characters, size)})));
+    const std::string_view run(reinterpret_cast<const char*>(ch), len > 0 ? static_cast<std::size_t>(len) : 0);
+    sink->setElementValue(Value(context, CStringUtils::trimmed(run.substr(0, run.find('\0')))));
 }
 
 void QrnSaxParser::errorCB(void* /*ctx*/, const char* msg, ...)
