@@ -11,6 +11,8 @@ namespace {
 
 constexpr std::size_t kNumberSize = 4;
 constexpr std::size_t kHeaderSize = 2 * kNumberSize;
+/// About that of most records; entries then take no more memory than the file, and are not moved while they come.
+constexpr std::size_t kUsualRecordSize = sizeof(StoreEntry);
 
 bool isSupportedVersion(std::uint32_t major, std::uint32_t minor)
 {
@@ -190,6 +192,7 @@ StoreWalk walkStore(std::string_view file, Detail detail)
     walk.minor = numberAt(file, kNumberSize);
     walk.isSupported = isSupportedVersion(walk.major, walk.minor);
     if (walk.isSupported) {
+        walk.entries.reserve(file.size() / kUsualRecordSize);
         Walker(walk, detail).run();
     }
     return walk;

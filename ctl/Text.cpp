@@ -113,6 +113,16 @@ void appendColored(std::string& shown, std::string_view text, std::string_view c
     shown += color.empty() ? "" : "\033[0m";
 }
 
+/// Looks at every byte, as the compiler turns that into steps of many.
+bool isPlain(std::string_view text)
+{
+    unsigned char isAll = 1;
+    for (const char byte : text) {
+        isAll &= static_cast<unsigned char>(isPlainAscii(byte));
+    }
+    return isAll != 0;
+}
+
 std::size_t plainLength(std::string_view text)
 {
     const auto end = std::find_if_not(text.begin(), text.end(), isPlainAscii);
@@ -141,6 +151,10 @@ Character firstCharacter(std::string_view text)
 
 std::size_t appendPrintable(std::string& shown, std::string_view text)
 {
+    if (isPlain(text)) {
+        shown += text;
+        return text.size();
+    }
     std::size_t width = 0;
     while (!text.empty()) {
         const std::size_t plain = plainLength(text);
@@ -190,7 +204,7 @@ std::size_t cellWidth(std::string_view text)
     if (text.empty()) {
         return kEmptyCell.size();
     }
-    if (plainLength(text) == text.size()) {
+    if (isPlain(text)) {
         return text.size();
     }
     std::string shown;
