@@ -49,6 +49,13 @@ class EverywhereTest(harness.CtlTest):
             "obg_manifestctl: --format: it is one of text, json, sarif\n"
             "obg_manifestctl: try obg_manifestctl --help\n"))
 
+    def test_a_complaint_steers_no_terminal(self):
+        self.assertRun(self.ctl("lint", b"\x1b[2J\xff"), 2,
+                       err="obg_manifestctl: cannot read \\x1b[2J\\xff: No such file or directory\n")
+        self.assertRun(self.ctl("list", "--kind", "\x1b[2J\n"), 2, err=(
+            "obg_manifestctl: --kind: there is no kind \\x1b[2J\\x0a\n"
+            "obg_manifestctl: try obg_manifestctl --help\n"))
+
     def test_a_full_device_is_2_and_is_said_in_words(self):
         with open("/dev/full", "wb") as full:
             run = self.ctl("--version", stdout=full)
