@@ -183,13 +183,11 @@ def main():
     outside = os.environ.pop("OBG_OUTER_NAMESPACE", None)
     namespace = os.readlink("/proc/self/ns/mnt")
     if outside is None:
-        unshare = ["unshare", "--mount"] if os.geteuid() == 0 else ["unshare", "--user", "--map-root-user", "--mount"]
-        os.execvpe("unshare", [*unshare, sys.executable, "-B", *sys.argv],
-                   dict(os.environ, OBG_OUTER_NAMESPACE=namespace))
+        private = SOURCE / "script/private"
+        os.execve(private, [private, sys.executable, "-B", *sys.argv], dict(os.environ, OBG_OUTER_NAMESPACE=namespace))
     if namespace == outside:
         sys.exit("refused to cover /opt: it is the machine's own")
-    for folder in ("/opt", "/var/lib"):
-        subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=755", "tmpfs", folder], check=True)
+    subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=755", "tmpfs", "/var/lib"], check=True)
     os.environ.update(LC_ALL="C.UTF-8", TZ="UTC")
     for name in ("NO_COLOR", "TERM"):
         os.environ.pop(name, None)

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <gmock/gmock.h>
+#include <libxml/xmlversion.h>
 
 #include "tests/hostile/Child.h"
 #include "tests/support/CapturedLog.h"
@@ -35,7 +36,8 @@ using obg::test::runInChild;
 using obg::test::ScratchFolder;
 using obg::test::ToolResult;
 using obg::test::ToolRun;
-using ::testing::AnyOf;
+using ::testing::AllOf;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
@@ -160,8 +162,22 @@ std::string withEntity(const std::string& entity, const std::string& content)
 const std::string kParseFailed = "\nstartParser: Invoked Function: xmlParseDocument Return Code: -1 (0xFFFFFFFF) "
                                  "Description: unknown ";
 
-const std::string kStopped =
-    "failed\nerrorCB: xml errorCB: Entities expand to far more than was read: parse stopped " + kParseFailed;
+/** From this release on libxml2 has the bound itself: it says so in its own words, and after the reference that was too
+    much. Documents that it reads from a file are no longer decompressed either, and an entity that is unknown because
+    the place of its declaration was not read is no reason to complain. */
+constexpr bool kBoundsItself = LIBXML_VERSION >= 21500;
+constexpr std::size_t kReferenceTooMuch = kBoundsItself ? 1 : 0;
+
+const std::string kStopText = kBoundsItself
+                                  ? "Maximum entity amplification factor exceeded, see xmlCtxtSetMaxAmplification."
+                                  : "Entities expand to far more than was read: parse stopped";
+const std::string kStopped = "failed\nerrorCB: xml errorCB: " + kStopText + " " + kParseFailed;
+
+std::string stoppedAfter(std::size_t elements, std::size_t bytes)
+{
+    return kStopped + "\n" + std::to_string(elements) + " elements, 0 attributes of 0 bytes, " + std::to_string(bytes) +
+           " bytes of text";
+}
 
 std::string parsedText(std::size_t bytes)
 {
@@ -177,14 +193,14 @@ const std::string kEntity(99980, 'x');
 TEST(HostileXml, aLongEntityReferredToAgainAndAgainIsStopped)
 {
     EXPECT_EQ(parse(withEntity(kEntity, repeated("&e;", 20000)), 100),
-              kStopped + "\n1 elements, 0 attributes of 0 bytes, 999800 bytes of text");
+              stoppedAfter(1, (10 + kReferenceTooMuch) * kEntity.size()));
 }
 
 TEST(HostileXml, aLongEntityIsStoppedInAFileToo)
 {
     const ScratchFolder folder;
     const std::string path = folder.write("a.xml", withEntity(kEntity, repeated("&e;", 20000)));
-    EXPECT_EQ(parse(path, 100, XmlInputFile), kStopped + "\n1 elements, 0 attributes of 0 bytes, 999800 bytes of text");
+    EXPECT_EQ(parse(path, 100, XmlInputFile), stoppedAfter(1, (10 + kReferenceTooMuch) * kEntity.size()));
 }
 
 TEST(HostileXml, entitiesThatExpandToAMillionBytesPass)
@@ -213,13 +229,13 @@ TEST(HostileXml, whatFollowsAReferenceWasNotRead)
 {
     const std::string text(10 * kMegabyte, 'y');
     EXPECT_EQ(parse(withEntity(kEntity, repeated("&e;", 11) + text), 100),
-              kStopped + "\n1 elements, 0 attributes of 0 bytes, 999800 bytes of text");
+              stoppedAfter(1, (10 + kReferenceTooMuch) * kEntity.size()));
 }
 
 TEST(HostileXml, elementsAndAttributesOfAnEntityAreStopped)
 {
     EXPECT_EQ(parse(withEntity(repeated("<b/>", 24995), repeated("&e;", 20000)), 100),
-              kStopped + "\n249951 elements, 0 attributes of 0 bytes, 0 bytes of text");
+              stoppedAfter(1 + (10 + kReferenceTooMuch) * 24995, 0));
     EXPECT_THAT(parse(withEntity(repeated("<b" + attributes(20) + "/>", 500), repeated("&e;", 20000)), 100),
                 StartsWith(kStopped + "\n"));
 }
@@ -315,7 +331,8 @@ TEST(HostileXml, aDocumentThatLibxmlDecompressesPasses)
     const ScratchFolder folder;
     const std::string path = folder.write("a.xml", "<a>" + std::string(15 * kMegabyte, 'x') + "</a>");
     ASSERT_EQ(ToolRun({path}).program("gzip").run().exitStatus, 0);
-    EXPECT_EQ(parse(path + ".gz", 200, XmlInputFile), parsedText(15 * kMegabyte));
+    EXPECT_THAT(parse(path + ".gz", 200, XmlInputFile),
+                kBoundsItself ? StartsWith("failed\n") : StartsWith(parsedText(15 * kMegabyte)));
 }
 
 TEST(HostileXml, entitiesInEntitiesFailAtOnce)
@@ -340,14 +357,17 @@ TEST(HostileXml, entitiesInEntitiesAreStoppedBetweenTheDocumentAndTheInnermostTo
 TEST(HostileXml, anEntityThatIsExpandedAgainAndAgainToDeliverNothingIsStopped)
 {
     const std::string document = withEntity("<!--" + std::string(kMegabyte, 'x') + "-->", repeated("&e;", 100000));
-    EXPECT_EQ(parse(document, 100), kStopped + "\n1 elements, 0 attributes of 0 bytes, 0 bytes of text");
+    EXPECT_EQ(parse(document, 100), stoppedAfter(1, 0));
 }
 
-TEST(HostileXml, anEntityInAnAttributeIsNotExpanded)
+TEST(HostileXml, anEntityInAnAttributeIsNotExpandedButCounts)
 {
-    const std::string document =
-        "<!DOCTYPE a [<!ENTITY e '" + std::string(100000, 'x') + "'>]><a b='" + repeated("&e;", 20000) + "'/>";
-    EXPECT_EQ(parse(document, 50), "parsed\n1 elements, 1 attributes of 60000 bytes, 0 bytes of text");
+    const auto document = [](std::size_t references) {
+        return "<!DOCTYPE a [<!ENTITY e '" + kEntity + "'>]><a b='" + repeated("&e;", references) + "'/>";
+    };
+    EXPECT_EQ(parse(document(10), 50), "parsed\n1 elements, 1 attributes of 30 bytes, 0 bytes of text");
+    EXPECT_THAT(parse(document(11), 50),
+                AllOf(StartsWith("failed\n"), EndsWith("\n0 elements, 0 attributes of 0 bytes, 0 bytes of text")));
 }
 
 /** Documents that ask for what stands in another file. */
@@ -410,7 +430,7 @@ TEST(HostileXml, anExternalEntityInTextFails)
     const std::string path = folder.write("other", kOtherFile);
     EXPECT_THAT(parse("<!DOCTYPE a [<!ENTITY e SYSTEM '" + path + "'>]><a>&e;</a>", 20), StartsWith("failed\n"));
     EXPECT_THAT(parse("<!DOCTYPE a [<!ENTITY % p SYSTEM '" + path + "'>%p;]><a>&marker;</a>", 20),
-                AnyOf(StartsWith("failed\n"), StartsWith("parsed\nerrorCB: ")));
+                EndsWith(" elements, 0 attributes of 0 bytes, 0 bytes of text"));
 }
 
 // Sizes.
@@ -456,14 +476,15 @@ TEST(HostileXml, aTextOfTenMegabytesPasses)
               "parsed\n1 elements, 0 attributes of 0 bytes, 10485760 bytes of text");
 }
 
-TEST(HostileXml, manyReferencesToAnUndeclaredEntityAreStopped)
+TEST(HostileXml, referencesToAnEntityThatMayBeDeclaredElsewhereDeliverNothing)
 {
-    // A single one is only complained about when the document names an external subset, which is not read.
-    EXPECT_EQ(
-        parse("<!DOCTYPE a SYSTEM 'missing'><a>&e;</a>", 20),
-        "parsed\nerrorCB: xml errorCB: Entity 'e' not defined \n1 elements, 0 attributes of 0 bytes, 0 bytes of text");
+    // Where the document names an external subset, which is not read, an older libxml2 complains, and gives up at many.
+    const std::string nothing = "1 elements, 0 attributes of 0 bytes, 0 bytes of text";
+    EXPECT_EQ(parse("<!DOCTYPE a SYSTEM 'missing'><a>&e;</a>", 20),
+              kBoundsItself ? "parsed\n" + nothing
+                            : "parsed\nerrorCB: xml errorCB: Entity 'e' not defined \n" + nothing);
     EXPECT_THAT(parse("<!DOCTYPE a SYSTEM 'missing'><a>" + repeated("&e;", 20000) + "</a>", 50),
-                StartsWith("failed\n"));
+                AllOf(StartsWith(kBoundsItself ? "parsed\n" : "failed\n"), EndsWith(nothing)));
 }
 
 // Encodings.
@@ -557,7 +578,7 @@ TEST(HostileXml, theToolRejectsAStoppedManifest)
     const ToolResult result = ToolRun({"-i", "/opt/orvanta/brightgate", manifest}).run();
     EXPECT_EQ(result.exitStatus, 4);
     EXPECT_FALSE(pathExists(currentStore()));
-    EXPECT_THAT(result.out, HasSubstr("Entities expand to far more than was read: parse stopped"));
+    EXPECT_THAT(result.out, HasSubstr(kStopText));
 }
 
 } // namespace

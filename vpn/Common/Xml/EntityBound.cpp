@@ -31,8 +31,8 @@ EntityBound::~EntityBound()
     s_current = m_outer;
 }
 
-/// libxml2's own look-up. It looks nothing up in a document that is not well-formed, and expands what stands in the
-/// content alone; elsewhere, in a second declaration of an entity for one, it is merely curious.
+/// libxml2's own look-up, which looks nothing up in a document that is not well-formed. Only in the content and in the
+/// value of an attribute is it for a reference; in a second declaration of an entity, for one, it is merely curious.
 xmlEntityPtr EntityBound::getEntity(void* ctx, const xmlChar* name)
 {
     auto* context = static_cast<xmlParserCtxtPtr>(ctx);
@@ -40,7 +40,8 @@ xmlEntityPtr EntityBound::getEntity(void* ctx, const xmlChar* name)
         return nullptr;
     }
     xmlEntityPtr entity = xmlSAX2GetEntity(ctx, name);
-    if (entity == nullptr || context->instate != XML_PARSER_CONTENT || s_current == nullptr) {
+    const bool isReference = context->instate == XML_PARSER_CONTENT || context->instate == XML_PARSER_ATTRIBUTE_VALUE;
+    if (entity == nullptr || !isReference || s_current == nullptr) {
         return entity;
     }
     const std::size_t length = entity->length > 0 ? static_cast<std::size_t>(entity->length) : 0;

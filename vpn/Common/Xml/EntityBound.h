@@ -10,9 +10,9 @@ struct _xmlParserCtxt; // NOLINT(bugprone-reserved-identifier)
 /// with such a one this class is not there. A small document can name one long entity again and again, and an older
 /// libxml2 lets it deliver gigabytes.
 ///
-/// The rule is libxml2's own: each reference in the content counts what its entity holds and 20 bytes more, and the sum
-/// may come to 1,000,000 bytes or to five times what was read of the document, whichever is more. A document that
-/// refers to no entity is never stopped.
+/// The rule is libxml2's own: each reference, in the content or in an attribute's value, where it is not expanded,
+/// counts what its entity holds and 20 bytes more, and the sum may come to 1,000,000 bytes or to five times what was
+/// read of the document, whichever is more. A document that refers to no entity is never stopped.
 ///
 /// An object holds for the parse of one document on its own thread; parses may nest.
 class EntityBound

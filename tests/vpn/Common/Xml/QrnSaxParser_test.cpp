@@ -31,6 +31,7 @@ using obg::test::sourceTag;
 using obg::test::writeFile;
 using ::testing::AllOf;
 using ::testing::Contains;
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -355,11 +356,13 @@ TEST(QrnSaxParser, someComplaintsDoNotFailTheParse)
 {
     const CapturedLog log;
     RecordingSink sink;
-    // What may be declared in the external subset, which is not read, is only complained about.
+    // What may be declared in the external subset, which is not read, is only complained about, and that not by every
+    // libxml2.
     EXPECT_EQ(QrnSaxParser(&sink).startParser("<!DOCTYPE a SYSTEM 'missing.dtd'><a>x&e;y</a>", XmlInputBuffer),
               kSuccess);
     EXPECT_THAT(sink.events(), ElementsAre("<a", "'x'", "'y'", ">a"));
-    EXPECT_THAT(log.records(), ElementsAre(IsXmlError("Entity 'e' not defined\n")));
+    const std::size_t complaints = LIBXML_VERSION < 21400 ? 1 : 0;
+    EXPECT_THAT(log.records(), AllOf(SizeIs(complaints), Each(IsXmlError("Entity 'e' not defined\n"))));
 }
 
 TEST(QrnSaxParser, anAttributeGivenTwiceFails)
