@@ -32,6 +32,12 @@ const EVP_MD* implementationOf(HashType algorithm)
     return nullptr;
 }
 
+const EVP_MD* ownImplementation()
+{
+    static const EVP_MD* const blake2b = EVP_MD_fetch(nullptr, "BLAKE2B-512", nullptr);
+    return blake2b;
+}
+
 std::string hexDigits(const unsigned char* bytes, std::size_t count)
 {
     constexpr std::string_view digits = "0123456789abcdef";
@@ -111,9 +117,12 @@ void Digest::Release::operator()(evp_md_ctx_st* context) const
     EVP_MD_CTX_free(context);
 }
 
-Digest::Digest(HashType algorithm)
+Digest::Digest(HashType algorithm) : Digest(implementationOf(algorithm)) {}
+
+Digest::Digest() : Digest(ownImplementation()) {}
+
+Digest::Digest(const EVP_MD* implementation)
 {
-    const EVP_MD* const implementation = implementationOf(algorithm);
     m_context.reset(implementation == nullptr ? nullptr : EVP_MD_CTX_new());
     if (m_context != nullptr && EVP_DigestInit_ex2(m_context.get(), implementation, nullptr) != 1) {
         m_context.reset();

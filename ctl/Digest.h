@@ -8,15 +8,22 @@
 #include <string_view>
 
 struct evp_md_ctx_st;
+struct evp_md_st;
 
 namespace ctl {
 
-/// Sums bytes in one of the algorithms that manifests name. An object may be used by one thread at a time.
+/// Sums bytes in one of the algorithms that manifests name, or in this program's own. An object may be used by one
+/// thread at a time.
 class Digest
 {
 public:
     /// A sum in no algorithm is never to be had.
     explicit Digest(HashType algorithm);
+
+    /// BLAKE2b, for sums that only this program compares: twice as fast as SHA-256 where the processor has no
+    /// instructions for that.
+    Digest();
+
     ~Digest();
     Digest(const Digest&) = delete;
     Digest& operator=(const Digest&) = delete;
@@ -28,6 +35,8 @@ public:
     std::string finish();
 
 private:
+    explicit Digest(const evp_md_st* implementation);
+
     struct Release
     {
         void operator()(evp_md_ctx_st* context) const;

@@ -15,14 +15,15 @@ namespace {
 
 constexpr std::size_t kReadStep = 65536;
 
-/// Reads up to the end. Returns 0 or the reason why that failed. A size that the file claims is believed up to a limit.
+/// Reads up to the end. Returns 0 or the reason why that failed. A size that the file claims is believed up to a limit;
+/// the byte behind it is for finding the end.
 int readAll(int descriptor, off_t claimedSize, std::string& bytes)
 {
     constexpr off_t believed = off_t{16} << 20;
-    bytes.resize(static_cast<std::size_t>(std::clamp<off_t>(claimedSize, 0, believed)) + kReadStep);
+    bytes.resize(static_cast<std::size_t>(std::clamp<off_t>(claimedSize, 0, believed)) + 1);
     std::size_t held = 0;
     for (;;) {
-        if (bytes.size() - held < kReadStep) {
+        if (held == bytes.size()) {
             bytes.resize(held + held / 2 + kReadStep);
         }
         const ssize_t count = ::read(descriptor, bytes.data() + held, bytes.size() - held);

@@ -81,7 +81,7 @@ std::vector<InstalledManifest> InstalledManifests::parsed() const
 
 std::string InstalledManifests::sumWith(const std::optional<std::string>& store) const
 {
-    Digest digest(eHashTypeSha256);
+    Digest digest;
     addText(digest, kRules);
     addText(digest, store ? "there" : "absent");
     addText(digest, store.value_or(std::string()));
