@@ -5,6 +5,7 @@
 #include "ctl/Delivery.h"
 #include "ctl/Invocation.h"
 #include "ctl/Manifest.h"
+#include "ctl/Progress.h"
 #include "ctl/StoreFile.h"
 #include "ctl/StorePlan.h"
 #include "ctl/Streams.h"
@@ -48,12 +49,14 @@ Applied failed(std::string complaint)
 /// Nothing when all of them were accepted.
 std::optional<Manifests> readManifests(const std::vector<std::string>& paths, const Options& options)
 {
+    Progress progress("reading manifests", paths.size());
     Manifests manifests;
     for (const std::string& path : paths) {
         manifests.push_back(acceptedManifest(path, options));
         if (manifests.back() == nullptr) {
             return std::nullopt;
         }
+        progress.advance();
     }
     return manifests;
 }
@@ -104,7 +107,11 @@ Applied commit(StoreFile& store, const StorePlan& plan, const Options& options, 
 Applied change(const ApplyArguments& arguments, const Manifests& manifests, const Options& options, Delivery& delivery)
 {
     StoreFile store(options);
-    if (!store.lock(arguments.patience, "obg_manifestctl apply") || !store.read()) {
+    if (!store.lock(arguments.patience, "obg_manifestctl apply")) {
+        return failed(store.error());
+    }
+    const Progress progress(arguments.records ? "recording" : "striking");
+    if (!store.read()) {
         return failed(store.error());
     }
     if (const auto refusal = store.refusal()) {

@@ -1,6 +1,7 @@
 #include "ctl/FileLock.h"
 
 #include "ctl/AtomicFile.h"
+#include "ctl/Progress.h"
 
 #include <algorithm>
 #include <array>
@@ -15,8 +16,6 @@
 namespace ctl {
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 /// How long between two questions for a lock that another one holds.
 constexpr std::chrono::milliseconds kBetweenQuestions{20};
@@ -37,12 +36,9 @@ FileLock::Result FileLock::acquire(const std::string& path, std::chrono::millise
     m_lockPath = path + ".lock";
     const Clock::time_point end = Clock::now() + patience;
     Result result = ask();
-    while (result == Result::Busy && Clock::now() < end) {
-        std::this_thread::sleep_for(std::min<Clock::duration>(kBetweenQuestions, end - Clock::now()));
-        result = ask();
-    }
     if (result == Result::Busy) {
         nameHolder();
+        result = waitUntil(end);
     }
     if (result == Result::Held) {
         m_isHeld = true;
@@ -59,6 +55,21 @@ void FileLock::release()
         m_isHeld = false;
     }
     m_file.reset();
+}
+
+/// Asks again and again for a busy one.
+FileLock::Result FileLock::waitUntil(Clock::time_point end)
+{
+    const Progress progress("waiting: " + m_error);
+    Result result = Result::Busy;
+    while (result == Result::Busy && Clock::now() < end) {
+        std::this_thread::sleep_for(std::min<Clock::duration>(kBetweenQuestions, end - Clock::now()));
+        result = ask();
+    }
+    if (result == Result::Busy) {
+        nameHolder();
+    }
+    return result;
 }
 
 /// Asks once.

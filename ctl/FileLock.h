@@ -38,7 +38,7 @@ public:
     FileLock& operator=(const FileLock&) = delete;
 
     /// Asks for the lock of the file at PATH, whose links have been followed, and goes on asking for PATIENCE. COMMAND
-    /// is what others are told that holds it. Other than Held comes with error().
+    /// is what others are told that holds it. Other than Held comes with error(). Shows its progress while it waits.
     Result acquire(const std::string& path, std::chrono::milliseconds patience, const std::string& command);
 
     /// Gives the lock back, as the destructor does.
@@ -48,6 +48,9 @@ public:
     const std::string& error() const { return m_error; }
 
 private:
+    using Clock = std::chrono::steady_clock;
+
+    Result waitUntil(Clock::time_point end);
     Result ask();
     bool openLockFile();
     bool isPlainFile();

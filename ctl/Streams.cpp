@@ -9,6 +9,7 @@
 #include <string>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 namespace ctl {
@@ -55,6 +56,13 @@ bool closes(int descriptor)
     return copy != -1 && (close(copy) == 0 || errno == EINTR);
 }
 
+/// Whether standard error takes a line at once. A terminal that its user has stopped does not.
+bool takesStatus()
+{
+    pollfd stream{STDERR_FILENO, POLLOUT, 0};
+    return poll(&stream, 1, 0) == 1 && (stream.revents & POLLOUT) != 0;
+}
+
 } // namespace
 
 void holdStandardStreams()
@@ -87,6 +95,9 @@ void complain(std::string_view text)
 void showStatus(std::string_view line)
 {
     const std::scoped_lock lock(s_mutex);
+    if (!takesStatus()) {
+        return;
+    }
     writeInPlaceOfStatus(line.empty() ? "" : std::string(kNoWrap).append(line).append(kWrap));
     s_hasStatus = !line.empty();
 }

@@ -20,7 +20,8 @@ bool writeResult(std::string_view text);
 void complain(std::string_view text);
 
 /// Shows a line on standard error that stands only until something else is written there, or until it is shown anew;
-/// an empty one takes it away. May be called by any thread.
+/// an empty one takes it away. A terminal that is stopped is not waited for: the work may hold a lock. May be called by
+/// any thread.
 void showStatus(std::string_view line);
 
 /// Complains that something could not be done with a file, the system's reason in words:

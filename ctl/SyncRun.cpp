@@ -2,6 +2,7 @@
 
 #include "ctl/ChangeReport.h"
 #include "ctl/InstalledManifests.h"
+#include "ctl/Progress.h"
 #include "ctl/StateFile.h"
 #include "ctl/StoreBytes.h"
 #include "ctl/StoreFile.h"
@@ -102,7 +103,11 @@ Synced SyncRun::result()
 
 bool SyncRun::run()
 {
-    if (!(m_arguments.isDryRun || lock()) || !readAll()) {
+    if (!m_arguments.isDryRun && !lock()) {
+        return false;
+    }
+    const Progress progress("synchronizing");
+    if (!readAll()) {
         return false;
     }
     if (isSettled()) {

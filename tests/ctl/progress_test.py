@@ -1,9 +1,12 @@
 """Work that lasts longer than a second shows its progress on standard error, when that is a terminal."""
 
 import concurrent.futures
+import fcntl
 import hashlib
 import os
+import pty
 import re
+import termios
 
 import harness
 from harness import SCRATCH, STORE, store_bytes
@@ -68,6 +71,36 @@ class ProgressTest(harness.CtlTest):
     def test_a_complaint_stands_in_a_line_of_its_own(self):
         run = self.slowly(MANIFEST, self.on_a_terminal, ["lint", str(MANIFEST), "absent"])
         self.assertIn("\r\033[Kobg_manifestctl: cannot read absent: No such file or directory\n", run.out)
+
+    def test_a_wait_for_a_lock_says_who_holds_it(self):
+        lock = STORE.with_name("VPNManifest.dat.lock")
+        for command in (["apply", "--wait", "2", "-i", str(MANIFEST)], ["sync", "--wait", "2"]):
+            with open(lock, "w") as held, self.subTest(command):
+                fcntl.flock(held, fcntl.LOCK_EX)
+                held.write("4711 somebody\n")
+                held.flush()
+                run = self.on_a_terminal(*command, status=2)
+                complaint = f"{lock} is held by process 4711 (somebody)"
+                self.assertIn(f"\033[?7lwaiting: {complaint}: 1 s\033[?7h", run.out)
+                self.assertTrue(run.out.endswith(f"\r\033[Kobg_manifestctl: {complaint}\n"), run)
+
+    def test_a_slow_change_is_shown(self):
+        for command, file, line in ((["apply", "-i", str(MANIFEST)], MANIFEST, "reading manifests: 0 of 1, "),
+                                    (["apply", "-i", str(MANIFEST)], STORE, "recording: "),
+                                    (["sync"], STORE, "synchronizing: ")):
+            with self.subTest(command):
+                run = self.slowly(file, self.on_a_terminal, command)
+                self.assertEqual(run.status, 0, run)
+                self.assertIn(f"\033[?7l{line}1 s\033[?7h", run.out)
+
+    def test_a_terminal_that_is_stopped_holds_up_nobody_who_holds_a_lock(self):
+        keeper, screen = pty.openpty()
+        termios.tcflow(screen, termios.TCOOFF)
+        run = self.slowly(STORE, lambda *arguments, **options: self.ctl(*arguments, stderr=screen, **options),
+                          ["apply", "-i", str(MANIFEST)])
+        os.close(keeper)
+        os.close(screen)
+        self.assertEqual(run.status, 0, run)
 
     def test_facts_prints_nothing_but_its_object(self):
         run = self.slowly(STORE, self.on_a_terminal, ["facts"])
