@@ -7,6 +7,7 @@ usage: triggers_test.py TOOL SAMPLES [unittest arguments]
 Arguments and private machine are those of lifecycle_test.py; obg_manifestctl stands beside TOOL. What the package
 obg-manifestctl brings is taken from where the real packages take it.
 """
+import fcntl
 import os
 import re
 import shutil
@@ -19,6 +20,7 @@ from lifecycle_test import CORE, CORE_1, CORE_2, POSTURE, POSTURE_1, ROOT, SCRAT
 
 KEEPER = "obg-manifestctl"
 STATE = Path("/var/lib/obg-manifest")
+LOCK = ROOT / "VPNManifest.dat.lock"
 LIBEXEC = Path("/usr/libexec")
 CALLS = SCRATCH / "calls"
 MANIFESTS = "/opt/orvanta/brightgate/manifest"
@@ -267,6 +269,27 @@ class DpkgTriggers(Triggers, unittest.TestCase):
         self.assertTrue(STATE.exists())
         self.system.dpkg("--force-depends", "--purge", KEEPER)
         self.assertFalse(STATE.exists())
+
+    def test_a_purge_of_the_keeper_behind_the_last_module_leaves_nothing(self):
+        self.system.install(self.core_1)
+        self.system.remove(CORE)
+        self.assertTrue(LOCK.exists())
+        self.assert_silent(self.system.dpkg("--purge", KEEPER))
+        self.assertFalse(ROOT.parent.exists())
+
+    def test_a_purge_of_the_keeper_leaves_the_lock_of_a_store_that_is_there(self):
+        self.system.install(self.core_1)
+        self.system.dpkg("--force-depends", "--purge", KEEPER)
+        self.assert_store(CORE_1)
+        self.assertTrue(LOCK.exists())
+
+    def test_a_purge_of_the_keeper_takes_no_lock_from_under_its_holder(self):
+        self.system.install(self.core_1)
+        self.system.remove(CORE)
+        with LOCK.open() as held:
+            fcntl.flock(held, fcntl.LOCK_EX)
+            self.assert_silent(self.system.dpkg("--purge", KEEPER))
+            self.assertTrue(LOCK.exists())
 
     def test_an_upgrade_that_fails_in_the_middle_of_others_leaves_them_recorded(self):
         tree = self.packages / "failing"
