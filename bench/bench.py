@@ -21,17 +21,21 @@ MEMORY_SIZES = [10_000, 20_000, 50_000, 100_000]
 CHECK_SIZES = [2_000, 5_000, 10_000, 20_000]
 PAIRS = 7
 
-# What the tool is held to, and what it would be nice to have.
+# What the tool is held to and, where there is more to be had, what it would be nice to have.
 GOALS = {
-    "start": (1.35, 1.25),
-    RECORD: (2.2, 1.9),
-    AGAIN: (2.3, 2.0),
-    STRIKE: (2.3, 2.0),
-    "cpu": (4.5, 3.5),
-    "growth": (1.1, 1.05),
-    "memory": (2_100, 1_600),
+    "start": (1.34, 1.3),
+    "instructions -i": (2.12, 2.0),
+    "instructions -i again": (2.2, 2.0),
+    "instructions -x": (2.2, 2.0),
+    "cpu -i": (3.7, 3.2),
+    "cpu -i again": (3.8, 3.2),
+    "cpu -x": (3.6, 3.2),
+    "growth": (1.05, None),
+    "memory -i": (1_250, None),
+    "memory -i again": (1_420, None),
+    "memory -x": (1_420, None),
 }
-LEEWAY = 1.1  # --check fails when a goal is missed by more than a tenth
+LEEWAY = 1.01  # --check fails when a goal is missed by more than a hundredth
 
 
 def median_and_spread(values, form="{:.2f}"):
@@ -82,7 +86,7 @@ class Report:
         print_table(["figure", "goal", "stretch", *(contender.name for contender in self.contenders)], rows)
 
     def row(self, figure, goal, values):
-        return [figure, *(f"{value:,}" for value in GOALS[goal]), *values]
+        return [figure, *("" if value is None else f"{value:,}" for value in GOALS[goal]), *values]
 
     def instruction_rows(self):
         start = self.measurer.instructions(self.start, RECORD, SMALL)
@@ -91,7 +95,7 @@ class Report:
         sax = self.measurer.instructions(self.sax, RECORD, MIDDLE)
         for mode in MODES:
             over_sax = [f"{self.measurer.instructions(c, mode, MIDDLE) / sax:.3f}" for c in self.contenders]
-            yield self.row(f"instructions, 1,000 entries, {mode}, over sax", mode, over_sax)
+            yield self.row(f"instructions, 1,000 entries, {mode}, over sax", f"instructions {mode}", over_sax)
 
     def time_rows(self):
         programs = [self.sax, *self.contenders]
@@ -100,7 +104,7 @@ class Report:
         )
         for mode in MODES:
             over_sax = [median_and_spread(ratios(large[mode][c], large[mode][self.sax])) for c in self.contenders]
-            yield self.row(f"CPU, 100,000 entries, {mode}, over sax", "cpu", over_sax)
+            yield self.row(f"CPU, 100,000 entries, {mode}, over sax", f"cpu {mode}", over_sax)
         for mode in MODES:
             exponents = [
                 [growth_exponent(a, b, LARGEST / LARGE) for a, b in zip(small[mode][c], large[mode][c])]
@@ -118,7 +122,7 @@ class Report:
     def memory_rows(self):
         for mode in MODES:
             slopes = [f"{self.measurer.peak_per_entry(c, mode, MEMORY_SIZES):,.0f}" for c in self.contenders]
-            yield self.row(f"peak memory per entry, {mode}, bytes", "memory", slopes)
+            yield self.row(f"peak memory per entry, {mode}, bytes", f"memory {mode}", slopes)
 
 
 def print_against(measurer, new, old):
@@ -182,22 +186,27 @@ def installed(others):
             yield other
 
 
-def check(measurer, tool, start, sax):
-    """True when no figure misses its goal by more than a tenth. Looks at instructions and memory, never at time."""
+def check_figures(measurer, tool, start, sax):
+    """What --check holds to the goals: instructions and memory, never time."""
+    small = measurer.instructions(tool, RECORD, SMALL) / measurer.instructions(start, RECORD, SMALL)
+    yield "instructions, 20 entries into an empty store, over start", "start", small
     sax_instructions = measurer.instructions(sax, RECORD, MIDDLE)
-    good = True
     for mode in MODES:
-        figures = [
-            (f"instructions, 1,000 entries, {mode}, over sax", mode,
-             measurer.instructions(tool, mode, MIDDLE) / sax_instructions),
-            (f"growth exponent from 2,000 to 20,000 entries, {mode}", "growth",
-             instruction_growth(measurer, start, tool, mode)),
-            (f"peak memory per entry, {mode}, bytes", "memory", measurer.peak_per_entry(tool, mode, CHECK_SIZES)),
-        ]
-        for figure, goal, value in figures:
-            limit = GOALS[goal][0] * LEEWAY
-            good = good and value <= limit
-            print(f"{'ok  ' if value <= limit else 'FAIL'} {figure}: {value:,.3f} (limit {limit:,.3f})", flush=True)
+        over_sax = measurer.instructions(tool, mode, MIDDLE) / sax_instructions
+        yield f"instructions, 1,000 entries, {mode}, over sax", f"instructions {mode}", over_sax
+        growth = instruction_growth(measurer, start, tool, mode)
+        yield f"growth exponent from 2,000 to 20,000 entries, {mode}, of instructions net of start", "growth", growth
+        peak = measurer.peak_per_entry(tool, mode, CHECK_SIZES)
+        yield f"peak memory per entry, {mode}, bytes", f"memory {mode}", peak
+
+
+def check(measurer, tool, start, sax):
+    """True when no figure misses its goal by more than the leeway."""
+    good = True
+    for figure, goal, value in check_figures(measurer, tool, start, sax):
+        limit = GOALS[goal][0] * LEEWAY
+        good = good and value <= limit
+        print(f"{'ok  ' if value <= limit else 'FAIL'} {figure}: {value:,.3f} (limit {limit:,.3f})", flush=True)
     return good
 
 

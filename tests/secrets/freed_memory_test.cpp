@@ -7,6 +7,8 @@
 #include <string>
 #include <utility>
 
+#include <pthread.h>
+
 #include <gmock/gmock.h>
 
 #include "tests/support/FailingReads.h"
@@ -284,6 +286,35 @@ TEST_P(FreedMemory, holdsNothingOfTheManifestFile)
         ASSERT_TRUE(ok);
     }
     EXPECT_EQ(memory.blocksWith(marker()), 0U);
+}
+
+/** Runs `call` with `argument` on a stack of its own and gives what is left there. */
+std::string stackLeftBy(void* (*call)(void*), void* argument)
+{
+    alignas(4096) static std::array<char, 512 * 1024> s_stack;
+    s_stack.fill('\0');
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    EXPECT_EQ(pthread_attr_setstack(&attributes, s_stack.data(), s_stack.size()), 0);
+    pthread_t thread{};
+    EXPECT_EQ(pthread_create(&thread, &attributes, call, argument), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+    return {s_stack.begin(), s_stack.end()};
+}
+
+TEST_P(FreedMemory, readingAManifestFileLeavesNothingOnTheStackEither)
+{
+    const ScratchFolder folder;
+    std::string path = folder.write("a.xml", longText(1000));
+    const auto read = [](void* argument) -> void* {
+        std::string text = CManifestInfo::readManifestFile(*static_cast<std::string*>(argument));
+        EXPECT_GT(text.size(), 1000U);
+        wipeString(text);
+        return nullptr;
+    };
+    const std::string stack = stackLeftBy(read, &path);
+    EXPECT_EQ(stack.find(marker()), std::string::npos);
 }
 
 TEST_P(FreedMemory, holdsNothingOfAWipingString)

@@ -113,6 +113,21 @@ TEST(NVAttributes, replacingAValueByALongerOrShorterOneLeavesItsNeighboursAlone)
     }
 }
 
+TEST(NVAttributes, aShorterValueLeavesNothingOfTheOneItReplaces)
+{
+    NVAttributes attributes;
+    attributes.addNVPair("a", "a value that is longer than a short string");
+    // Where it lies, and where the shorter one will: its tail stays there unless it is wiped.
+    const volatile char* place = attributes.find("a")->value.data();
+    attributes.addNVPair("a", "short");
+    ASSERT_EQ(attributes.find("a")->value.data(), place);
+    std::string left;
+    for (std::size_t i = 0; i < attributes.find("a")->value.capacity(); ++i) {
+        left += place[i];
+    }
+    EXPECT_EQ(left, "short" + std::string(left.size() - 5, '\0'));
+}
+
 TEST(NVAttributes, aValueEndsAtItsFirstNulByte)
 {
     const NVAttributes attributes = oneAttribute("name", "before\0behind"s, true);
