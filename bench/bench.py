@@ -9,6 +9,7 @@ import subprocess
 import sys
 import time
 
+import changes
 import ctl
 import peers
 import plot
@@ -173,7 +174,9 @@ def print_peers(measurer, floors, tool, others, svg):
 
 
 def print_ctl(build, measurer):
-    ctl.print_report(build + "/obg_manifestctl", measurer, print_table, median_and_spread, interleaved)
+    forms = (print_table, median_and_spread, interleaved)
+    ctl.print_report(build + "/obg_manifestctl", measurer, *forms)
+    changes.print_report(build + "/obg_manifesttool", build + "/obg_manifestctl", measurer, *forms)
 
 
 def installed(others):
