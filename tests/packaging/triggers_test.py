@@ -65,7 +65,7 @@ class Rpm(base.Rpm):
         work.mkdir()
         fill_tree(work / "tree")
         spec = (SAMPLES.parent / "rpm/obg-manifesttool.spec.in").read_text()
-        triggers = re.findall(rf"(?ms)^(%transfiletrigger\w+) -n {KEEPER} (-- .*?\n)\n", spec)
+        triggers = re.findall(rf"(?m)^(%transfiletrigger\w+) -n {KEEPER} (-p .*\n)", spec)
         assert len(triggers) == 2, triggers
         sections = "\n".join(f"{kind} {rest}".replace("%{_libexecdir}", "/usr/libexec") for kind, rest in triggers)
         (work / "keeper.spec").write_text(
