@@ -166,4 +166,15 @@ bool FileLock::fail()
     return false;
 }
 
+bool lockToReplace(FileLock& lock, const std::string& path, std::chrono::milliseconds patience,
+                   const std::string& command, std::string& error)
+{
+    if (lock.acquire(path, patience, command) != FileLock::Result::Held) {
+        error = lock.error();
+        return false;
+    }
+    removeLeftovers(path);
+    return true;
+}
+
 } // namespace ctl

@@ -65,4 +65,9 @@ private:
     std::string m_error;
 };
 
+/// Gets the lock of a file that is to be replaced, and removes what killed commands have left beside it. False, with
+/// the reason in ERROR, when it is not to be had.
+bool lockToReplace(FileLock& lock, const std::string& path, std::chrono::milliseconds patience,
+                   const std::string& command, std::string& error);
+
 } // namespace ctl

@@ -1,7 +1,7 @@
 #include "ctl/Commands.h"
 
+#include "ctl/ChangeReport.h"
 #include "ctl/CommandLine.h"
-#include "ctl/Digest.h"
 #include "ctl/Invocation.h"
 #include "ctl/Json.h"
 #include "ctl/LoadedStore.h"
@@ -28,82 +28,35 @@ struct PlanArguments
     std::vector<std::string> manifests;
 };
 
-Json objectOf(const KindAndVersion& entry)
-{
-    return kindAndVersion(entry.kind, entry.version);
-}
-
-Json objectOf(const PlannedChange& planned)
-{
-    Json object = Json::object();
-    object["change"] = wordOf(planned.change);
-    putText(object, "id", planned.id);
-    object["old"] = planned.before ? objectOf(*planned.before) : Json(nullptr);
-    object["new"] = objectOf(planned.listed);
-    return object;
-}
-
-Json resultOf(const StorePlan& plan)
-{
-    const auto& bytes = plan.bytes();
-    Json result = Json::object();
-    result["entries"] = bytes ? Json(plan.load().GetEntries().size()) : Json(nullptr);
-    result["size"] = bytes ? Json(bytes->size()) : Json(nullptr);
-    result["sha256"] = bytes ? Json(sha256Of(*bytes)) : Json(nullptr);
-    return result;
-}
-
 std::string jsonOf(const StorePlan& plan)
 {
     JsonWriter document("plan");
     document.openArray("changes");
     for (const PlannedChange& planned : plan.changes()) {
-        document.element(objectOf(planned));
+        document.element(objectOf(planned.change, planned.id, planned.before, planned.listed));
     }
     document.close();
-    document.member("result", resultOf(plan));
+    document.member("result", resultOf(plan.bytes(), plan.load().GetEntries().size()));
     return document.text();
-}
-
-std::string textOf(const KindAndVersion& entry)
-{
-    const std::string_view kind = typeWord(entry.kind);
-    return std::string(kind.empty() ? "-" : kind) + " " + (entry.version.empty() ? "-" : entry.version);
-}
-
-/// What an entry changes, as "exe 1 -> exe 2"; what is not there before or afterwards is left out.
-std::string textOf(const PlannedChange& planned)
-{
-    if (!planned.before) {
-        return textOf(planned.listed);
-    }
-    const bool isReplaced = planned.change != Change::Keep && planned.change != Change::Strike;
-    return textOf(*planned.before) + (isReplaced ? " -> " + textOf(planned.listed) : "");
 }
 
 std::string endOf(const StorePlan& plan)
 {
-    if (plan.changesNothing()) {
-        return "The store would stay as it is.\n";
-    }
-    if (!plan.bytes()) {
-        return "The store would be deleted.\n";
-    }
     const CInstalledManifestInfo store = plan.load();
     const std::size_t count = store.GetEntries().size();
-    const std::string entries = std::to_string(count) + (count == 1 ? " entry" : " entries");
-    const std::string size = std::to_string(plan.bytes()->size()) + " bytes.\n";
-    if (store.GetState() != InstalledManifestState::Good) {
-        return "The store would be damaged: a reader would get " + entries + " of its " + size;
+    if (plan.changesNothing() || !plan.bytes() || store.GetState() == InstalledManifestState::Good) {
+        return storeAfterwards(plan.bytes(), count, plan.changesNothing(), Tense::Planned);
     }
-    return "The store would hold " + entries + " in " + size;
+    return "The store would be damaged: a reader would get " + std::to_string(count) +
+           (count == 1 ? " entry of its " : " entries of its ") + std::to_string(plan.bytes()->size()) + " bytes.\n";
 }
 
 std::string textOf(const StorePlan& plan)
 {
     Table table;
     for (const PlannedChange& planned : plan.changes()) {
-        table.addRow({std::string(wordOf(planned.change)), planned.id, textOf(planned)});
+        table.addRow(
+            {std::string(wordOf(planned.change)), planned.id, textOf(planned.change, planned.before, planned.listed)});
     }
     return table.text() + endOf(plan);
 }

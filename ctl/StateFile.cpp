@@ -45,12 +45,7 @@ bool StateFile::lock(std::chrono::milliseconds patience, const std::string& comm
         m_error = systemError("cannot create", m_folder, error);
         return false;
     }
-    if (m_lock.acquire(m_path, patience, command) != FileLock::Result::Held) {
-        m_error = m_lock.error();
-        return false;
-    }
-    removeLeftovers(m_path);
-    return true;
+    return lockToReplace(m_lock, m_path, patience, command, m_error);
 }
 
 bool StateFile::read()

@@ -12,7 +12,7 @@ import time
 import unittest
 
 import harness
-from harness import CTL, LEGACY_STORE, ROOT, SCRATCH, STORE, WITHOUT_RIGHTS, store_bytes, text_field
+from harness import CTL, LEGACY_STORE, ROOT, SCRATCH, STORE, WITHOUT_RIGHTS, exe, resource, store_bytes, text_field
 
 LOCK = ROOT / "VPNManifest.dat.lock"
 FULL_DISK = "No space left on device"
@@ -32,18 +32,6 @@ def terminal():
     finally:
         os.close(keeper)
         os.close(screen)
-
-
-def entry(attributes, children="<uri>u</uri>"):
-    return f"<file {attributes}>{children}</file>"
-
-
-def exe(file_id, version):
-    return entry(f'id="{file_id}" version="{version}" type="exe"')
-
-
-def resource(file_id, version):
-    return entry(f'id="{file_id}" version="{version}" type="resource"', '<uri>u</uri><hash type="sha1">00</hash>')
 
 
 class ApplyTest(harness.CtlTest):

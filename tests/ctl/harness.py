@@ -156,6 +156,18 @@ class CtlTest(unittest.TestCase):
         self.assertEqual((run.out, run.err, run.status), (out, err, status), run)
 
 
+def entry(attributes, children="<uri>u</uri>"):
+    return f"<file {attributes}>{children}</file>"
+
+
+def exe(file_id, version):
+    return entry(f'id="{file_id}" version="{version}" type="exe"')
+
+
+def resource(file_id, version):
+    return entry(f'id="{file_id}" version="{version}" type="resource"', '<uri>u</uri><hash type="sha1">00</hash>')
+
+
 def text_field(text):
     """A text as a store holds it: its length with the NUL behind it, the text, the NUL."""
     text = text if isinstance(text, bytes) else text.encode()

@@ -7,25 +7,14 @@ import random
 import shutil
 
 import harness
-from harness import LEGACY_ROOT, LEGACY_STORE, ROOT, SCRATCH, STATE, STORE, WITHOUT_RIGHTS, store_bytes
+from harness import LEGACY_ROOT, LEGACY_STORE, ROOT, SCRATCH, STATE, STORE, WITHOUT_RIGHTS
+from harness import entry, exe, resource, store_bytes
 
 FOLDER = ROOT / "manifest"
 STATE_FILE = STATE / "current.json"
 # How many runs of random steps there are, and how long each is.
 SEEDS = int(os.environ.get("OBG_SYNC_SEEDS", "1"))
 STEPS = 100
-
-
-def entry(attributes, children="<uri>u</uri>"):
-    return f"<file {attributes}>{children}</file>"
-
-
-def exe(file_id, version):
-    return entry(f'id="{file_id}" version="{version}" type="exe"')
-
-
-def resource(file_id, version):
-    return entry(f'id="{file_id}" version="{version}" type="resource"', '<uri>u</uri><hash type="sha1">00</hash>')
 
 
 class SyncTest(harness.CtlTest):

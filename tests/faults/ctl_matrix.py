@@ -13,7 +13,6 @@ come to the end that an undisturbed run comes to, and leave nothing temporary.
 machine is left untouched. Needs strace.
 """
 
-import argparse
 import collections
 import dataclasses
 import errno
@@ -26,7 +25,7 @@ import sys
 from pathlib import Path
 
 import store_model as model
-from fault_matrix import NAMESPACE, in_namespaces
+from fault_matrix import NAMESPACE, in_namespaces, parse_arguments
 from scenarios import MANIFEST, ROOT, SCRATCH, STORE, entries
 
 STATE = Path("/var/lib/obg-manifest")
@@ -343,23 +342,8 @@ def run_here(arguments):
     return max(run_scenario(arguments, each) for each in scenarios() if each.name in arguments.scenario)
 
 
-def parse_arguments():
-    names = [scenario.name for scenario in scenarios()]
-    parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
-    parser.add_argument("--ctl", required=True)
-    parser.add_argument("--short-transfers", required=True)
-    parser.add_argument("--table", action="store_true")
-    parser.add_argument("--outside", help=argparse.SUPPRESS)  # the namespace that this process has been led out of
-    parser.add_argument("scenario", nargs="*", metavar="SCENARIO", help="of " + ", ".join(names))
-    arguments = parser.parse_intermixed_args()
-    arguments.scenario = arguments.scenario or names
-    if unknown := set(arguments.scenario) - set(names):
-        parser.error(f"no scenario: {' '.join(unknown)}")
-    return arguments
-
-
 def main():
-    arguments = parse_arguments()
+    arguments = parse_arguments(__doc__, "--ctl", [scenario.name for scenario in scenarios()])
     if arguments.outside:
         return run_here(arguments)
     switches = ["--table"] if arguments.table else []

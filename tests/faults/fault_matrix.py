@@ -61,10 +61,10 @@ def in_namespaces(script, switches, names):
     return max(ends)
 
 
-def parse_arguments():
-    names = [scenario.name for scenario in scenarios()] + ["real"]
-    parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
-    parser.add_argument("--tool", required=True)
+def parse_arguments(description, program, names):
+    """What a matrix is called with. `program` is the option that names the program; without names all are meant."""
+    parser = argparse.ArgumentParser(description=description.split("\n\n")[0])
+    parser.add_argument(program, required=True)
     parser.add_argument("--short-transfers", required=True)
     parser.add_argument("--table", action="store_true")
     parser.add_argument("--outside", help=argparse.SUPPRESS)  # the namespace that this process has been led out of
@@ -73,14 +73,14 @@ def parse_arguments():
     arguments.scenario = arguments.scenario or names
     if unknown := set(arguments.scenario) - set(names):
         parser.error(f"no scenario: {' '.join(unknown)}")
-    arguments.command = lambda scenario: [arguments.tool, scenario.mode, ROOT, MANIFEST]
     return arguments
 
 
 def main():
     if not shutil.which("strace"):
         sys.exit("fault_matrix.py: strace is missing; apt-get install strace")
-    arguments = parse_arguments()
+    arguments = parse_arguments(__doc__, "--tool", [*(scenario.name for scenario in scenarios()), "real"])
+    arguments.command = lambda scenario: [arguments.tool, scenario.mode, ROOT, MANIFEST]
     # Leaks are looked for elsewhere: their detector cannot run under strace.
     os.environ["ASAN_OPTIONS"] = "detect_leaks=0:verify_asan_link_order=0"
     if arguments.outside:
