@@ -360,12 +360,13 @@ class ApplyTest(harness.CtlTest):
         self.lay_store(("core", "exe", "1"))
         manifests = [self.manifest(*(exe(f"module-{n}-file-{m}", "1") for m in range(20)), name=f"{n}.xml")
                      for n in range(50)]
-        runs = [subprocess.Popen([CTL, "apply", "-i", manifest], stdout=subprocess.DEVNULL) for manifest in manifests]
-        seen = []
-        readers = [threading.Thread(target=self.read_until, args=(runs, seen)) for _ in range(4)]
+        seen, over = [], threading.Event()
+        readers = [threading.Thread(target=self.read_until, args=(over, seen)) for _ in range(4)]
         for reader in readers:
             reader.start()
+        runs = [subprocess.Popen([CTL, "apply", "-i", manifest], stdout=subprocess.DEVNULL) for manifest in manifests]
         self.assertEqual([run.wait() for run in runs], [0] * 50)
+        over.set()
         for reader in readers:
             reader.join()
         self.assertEqual({count % 20 for count in seen}, {1}, "a store that was not whole")
@@ -374,9 +375,9 @@ class ApplyTest(harness.CtlTest):
         for name in ("core", *(f"module-{n}-file-{m}" for n in range(50) for m in range(20))):
             self.assertIn(text_field(name), content)
 
-    def read_until(self, runs, seen):
-        """Loads the store, as a program that knows nothing of locks, until the runs are over."""
-        while any(run.poll() is None for run in runs):
+    def read_until(self, over, seen):
+        """Loads the store again and again, as a program that knows nothing of locks."""
+        while not over.is_set():
             seen.append(number_of_records(STORE.read_bytes()))
 
     def test_a_killed_holder_frees_the_lock(self):
