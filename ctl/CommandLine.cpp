@@ -16,11 +16,6 @@ std::string guarded(const std::string& argument)
     return kGuard + argument;
 }
 
-std::string unguarded(const std::string& argument)
-{
-    return argument.starts_with(kGuard) ? argument.substr(1) : argument;
-}
-
 bool needsGuard(std::string_view argument)
 {
     return argument.starts_with('[') || argument.starts_with('{') || argument.starts_with(kGuard);
@@ -44,6 +39,11 @@ std::vector<std::string> guardedArguments(int argc, char** argv)
     }
     std::reverse(arguments.begin(), arguments.end());
     return arguments;
+}
+
+std::string unguarded(const std::string& argument)
+{
+    return argument.starts_with(kGuard) ? argument.substr(1) : argument;
 }
 
 CLI::Option* addText(CLI::App& command, const std::string& name, std::string& value, const std::string& description)

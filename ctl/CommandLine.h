@@ -18,6 +18,9 @@ namespace ctl {
 /// The program's arguments in the reverse order that CLI::App::parse wants, those in need of it guarded.
 std::vector<std::string> guardedArguments(int argc, char** argv);
 
+/// An argument that has come through the library, as it was given.
+std::string unguarded(const std::string& argument);
+
 /// Adds an option (or, by a name without dashes, an operand) that takes one text.
 CLI::Option* addText(CLI::App& command, const std::string& name, std::string& value, const std::string& description);
 

@@ -58,6 +58,20 @@ void addOptions(CLI::App& program, Options& options)
         "auto unless it is given");
 }
 
+std::string faultOf(const CLI::App& program, const CLI::ParseError& error)
+{
+    const bool lacksCommand = program.get_subcommands().empty() && error.get_name() == "RequiredError";
+    if (!lacksCommand) {
+        return error.what();
+    }
+    const std::vector<std::string> others = program.remaining();
+    if (others.empty()) {
+        return "a command is required";
+    }
+    return (others.front().starts_with('-') ? "there is no option " : "there is no command ") +
+           unguarded(others.front());
+}
+
 /// How the program ends when the arguments ask for nothing that can be run: help, the version, or a mistake.
 Outcome answerOf(const CLI::App& program, const CLI::ParseError& error)
 {
@@ -66,7 +80,7 @@ Outcome answerOf(const CLI::App& program, const CLI::ParseError& error)
     if (program.exit(error, answer, ignored) == 0) {
         return {ExitStatus::Done, answer.str()};
     }
-    complain(error.what());
+    complain(faultOf(program, error));
     complain("try obg_manifestctl --help");
     return {ExitStatus::NotDone, {}};
 }

@@ -44,6 +44,14 @@ class EverywhereTest(harness.CtlTest):
                 for line in run.err.splitlines():
                     self.assertTrue(line.startswith("obg_manifestctl: "), run)
 
+    def test_a_command_that_is_none_is_named(self):
+        for arguments, complaint in ((["no-such", "x"], "there is no command no-such"),
+                                     (["[a]"], "there is no command [a]"), (["--no"], "there is no option --no"),
+                                     ([], "a command is required"), (["--legacy"], "a command is required")):
+            with self.subTest(arguments):
+                self.assertRun(self.ctl(*arguments), 2, err=(
+                    f"obg_manifestctl: {complaint}\nobg_manifestctl: try obg_manifestctl --help\n"))
+
     def test_a_wrong_word_is_answered_with_the_words_that_there_are(self):
         self.assertRun(self.ctl("--format", "xml"), 2, err=(
             "obg_manifestctl: --format: it is one of text, json, sarif\n"
