@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <string>
 #include <thread>
 
@@ -42,7 +43,11 @@ public:
         struct sigaction action
         {};
         // Without SA_RESTART, so that the call that is interrupted fails.
-        action.sa_handler = [](int) { static_cast<void>(::write(s_wakes, "!", 1)); };
+        action.sa_handler = [](int) {
+            if (::write(s_wakes, "!", 1) != 1) {
+                std::abort();
+            }
+        };
         sigaction(SIGALRM, &action, &m_before);
         const itimerval soon{{0, 0}, {0, 20000}};
         setitimer(ITIMER_REAL, &soon, nullptr);
