@@ -3,21 +3,9 @@
 import hashlib
 
 import harness
-from harness import store_bytes
+from harness import entry, exe, resource, store_bytes
 
 DELETED = {"entries": None, "size": None, "sha256": None}
-
-
-def entry(attributes, children="<uri>u</uri>"):
-    return f"<file {attributes}>{children}</file>"
-
-
-def exe(file_id, version):
-    return entry(f'id="{file_id}" version="{version}" type="exe"')
-
-
-def resource(file_id, version):
-    return entry(f'id="{file_id}" version="{version}" type="resource"', '<uri>u</uri><hash type="sha1">00</hash>')
 
 
 def result_of(entries, content):
