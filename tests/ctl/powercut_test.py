@@ -6,16 +6,12 @@ there (disk.py says which). The checker itself is checked with the fsyncs left o
 
 import harness
 from disk import states_after_a_cut
-from harness import CTL, ROOT, SCRATCH, STATE, STORE, store_bytes
+from harness import CTL, ROOT, SCRATCH, STATE, STORE, exe, store_bytes
 from recording import Sync, record
 
 FOLDER = ROOT / "manifest"
 STATE_FILE = STATE / "current.json"
 BELOW = [str(ROOT), "/var/lib"]
-
-
-def exe(file_id, version):
-    return f'<file id="{file_id}" version="{version}" type="exe"><uri>u</uri></file>'
 
 
 def files_now():

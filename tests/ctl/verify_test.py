@@ -5,17 +5,13 @@ import os
 import pathlib
 
 import harness
-from harness import store_bytes
+from harness import exe, store_bytes
 
 RESULTS = ["ok", "missing", "different", "unreadable", "not-recorded", "other-version", "unlisted", "rejected"]
 
 
 def sha256(content):
     return hashlib.sha256(content).hexdigest()
-
-
-def exe(file_id, version):
-    return f'<file id="{file_id}" version="{version}" type="exe"><uri>u</uri></file>'
 
 
 def placed(kind, name, digits, algorithm="sha256", more=""):
