@@ -22,6 +22,7 @@ KEEPER = "obg-manifestctl"
 STATE = Path("/var/lib/obg-manifest")
 LOCK = ROOT / "VPNManifest.dat.lock"
 LIBEXEC = Path("/usr/libexec")
+DONE_FOR = Path("/run/obg-manifestctl.synced")
 CALLS = SCRATCH / "calls"
 MANIFESTS = "/opt/orvanta/brightgate/manifest"
 
@@ -30,8 +31,8 @@ def fill_tree(tree):
     """The files of the package obg-manifestctl. The program leaves a line for each of its calls."""
     packaging = SAMPLES.parent
     (tree / "usr/bin").mkdir(parents=True)
-    (tree / "usr/libexec/obg-manifest").mkdir(parents=True)
-    shutil.copy2(packaging / "triggers/sync-after-transaction", tree / "usr/libexec/obg-manifest")
+    (tree / "usr/libexec").mkdir(parents=True)
+    shutil.copytree(packaging / "triggers", tree / "usr/libexec/obg-manifest")
     program = tree / "usr/bin/obg_manifestctl"
     program.write_text(f'#!/bin/sh\necho "$*" >>{CALLS}\nexec {TOOL.parent}/obg_manifestctl "$@"\n')
     program.chmod(0o755)
@@ -66,12 +67,13 @@ class Rpm(base.Rpm):
         fill_tree(work / "tree")
         spec = (SAMPLES.parent / "rpm/obg-manifesttool.spec.in").read_text()
         triggers = re.findall(rf"(?m)^(%transfiletrigger\w+) -n {KEEPER} (-p .*\n)", spec)
+        ghost, = re.findall(r"(?m)^%ghost .*\n", spec)
         assert len(triggers) == 2, triggers
         sections = "\n".join(f"{kind} {rest}".replace("%{_libexecdir}", "/usr/libexec") for kind, rest in triggers)
         (work / "keeper.spec").write_text(
             f"Name: {KEEPER}\nVersion: 1\nRelease: 1\nSummary: the trigger under test\nLicense: none\nBuildArch: noarch\n"
             "Requires: obg-manifesttool\nAutoReqProv: no\n%description\n%install\n"
-            f"cp -R {work}/tree/. %{{buildroot}}\n{sections}\n%files\n/usr/bin/obg_manifestctl\n/usr/libexec/obg-manifest\n")
+            f"cp -R {work}/tree/. %{{buildroot}}\n{sections}\n%files\n{ghost}/usr/bin/obg_manifestctl\n/usr/libexec/obg-manifest\n")
         run("rpmbuild", "-bb", "--quiet", "--nodeps", "--define", f"_topdir {work}", "--define", f"_rpmdir {out}",
             "--define", "__os_install_post %{nil}", "--define", "_build_name_fmt keeper.rpm", work / "keeper.spec")
         return out / "keeper.rpm"
@@ -93,14 +95,16 @@ class Triggers:
         cls.core_1, cls.core_2, cls.posture_1 = map(cls.build, ("core-1", "core-2", "posture-1"))
         cls.core_1_with_scripts = cls.build("core-1", "scripted")
         cls.core_2_broken = cls.break_manifest()
+        cls.posture_for_core = cls.build_successor()
 
     @classmethod
-    def build(cls, module, form="plain"):
+    def build(cls, module, form="plain", samples=None):
+        samples = samples or SAMPLES
         out = cls.packages / form
         out.mkdir(exist_ok=True)
         before = set(out.iterdir())
         options = ["--without-scripts"] if form != "scripted" else []
-        run(SAMPLES / "build", *options, cls.system.suffix.rsplit(".", 1)[1], SAMPLES / module, out)
+        run(samples / "build", *options, cls.system.suffix.rsplit(".", 1)[1], samples / module, out)
         package, = set(out.iterdir()) - before
         return package
 
@@ -118,6 +122,17 @@ class Triggers:
         package, = out.iterdir()
         return package
 
+    @classmethod
+    def build_successor(cls):
+        """The posture module as a package in whose favour the core goes."""
+        samples = cls.packages / "samples"
+        shutil.copytree(SAMPLES, samples)
+        for template, before, words in (("deb/control", "Depends:", f"Conflicts: {CORE}\nReplaces: {CORE}\n"),
+                                        ("rpm/module.spec", "BuildArch:", f"Obsoletes: {CORE} < 9\n")):
+            text = (samples / template).read_text()
+            (samples / template).write_text(text.replace(before, words + before))
+        return cls.build("posture-1", "successor", samples)
+
     def setUp(self):
         base.empty_folder(self.system.database)
         shutil.copytree(self.packages / "database", self.system.database, dirs_exist_ok=True)
@@ -125,6 +140,7 @@ class Triggers:
             restore(self.packages / folder.name, folder)
         shutil.rmtree(ROOT.parent, ignore_errors=True)
         shutil.rmtree(STATE, ignore_errors=True)
+        DONE_FOR.unlink(missing_ok=True)
         CALLS.write_text("")
 
     def syncs(self):
@@ -140,12 +156,10 @@ class Triggers:
         self.assertFalse(STORE.exists())
 
     def assert_one_line(self, done, pattern):
-        """An upgrade has succeeded, and each sync that it ran has said its one line."""
+        """A transaction has succeeded, and its sync has said one line."""
         self.assertEqual(0, done.returncode, done.stdout)
-        lines = [line for line in done.stdout.splitlines() if line.startswith("obg-manifestctl: sync: ")]
-        self.assertEqual(self.syncs_of_upgrade, len(lines), done.stdout)
-        for line in lines:
-            self.assertRegex(line, pattern)
+        line, = [line for line in done.stdout.splitlines() if line.startswith("obg-manifestctl: sync: ")]
+        self.assertRegex(line, pattern)
 
     def assert_silent(self, done):
         self.assertEqual(0, done.returncode, done.stdout)
@@ -163,10 +177,8 @@ class Triggers:
 
     def test_an_upgrade_records_the_new_ids_and_strikes_the_dropped_one(self):
         self.system.install(self.core_1)
-        self.syncs()
         self.assert_silent(self.system.install(self.core_2))
         self.assert_store(CORE_2)
-        self.assertEqual(self.syncs_of_upgrade, self.syncs())
 
     def test_a_downgrade_strikes_what_only_the_newer_version_had(self):
         self.system.install(self.core_2)
@@ -189,6 +201,42 @@ class Triggers:
         self.assert_silent(self.system.remove(CORE, POSTURE))
         self.assert_no_store()
         self.assertEqual(1, self.syncs())
+
+    def test_whatever_a_transaction_does_it_is_one_sync(self):
+        for name, transaction in (
+                ("installation", lambda: self.system.install(self.core_1)),
+                ("upgrade", lambda: self.system.install(self.core_2)),
+                ("reinstallation", lambda: self.system.reinstall(self.core_2)),
+                ("downgrade", lambda: self.system.downgrade(self.core_1)),
+                ("one for another", lambda: self.system.install(self.posture_for_core)),
+                ("removal", lambda: self.system.remove(POSTURE))):
+            with self.subTest(name):
+                self.syncs()
+                self.assert_silent(transaction())
+                self.assertEqual(1, self.syncs())
+        self.assert_no_store()
+
+    def test_a_module_that_makes_way_for_another_one_is_struck(self):
+        self.system.install(self.core_1)
+        self.system.install(self.posture_for_core)
+        self.assert_store(POSTURE_1)
+
+    def test_a_keeper_that_comes_with_an_upgrade_is_one_sync(self):
+        self.forget_keeper()
+        self.system.install(self.core_1_with_scripts)
+        self.syncs()
+        self.assert_silent(self.system.install(self.keeper, self.core_2))
+        self.assertEqual(1, self.syncs())
+
+    def test_what_the_upgrade_drops_that_brings_the_keeper_stays_until_a_rebuild(self):
+        self.forget_keeper()
+        self.system.install(self.core_1_with_scripts)
+        self.system.install(self.keeper, self.core_2)
+        self.assertIn(base.field("VPNRepair"), STORE.read_bytes())
+        strays = run("obg_manifestctl", "verify", "--strays", check=False).stdout
+        self.assertRegex(strays, r"(?m)^unlisted +VPNRepair ")
+        run("obg_manifestctl", "sync", "--rebuild")
+        self.assert_store(CORE_2)
 
     def test_a_module_with_a_broken_manifest_is_one_line_and_stops_no_other_one(self):
         self.system.install(self.core_1)
@@ -251,7 +299,6 @@ class Triggers:
 
 class DpkgTriggers(Triggers, unittest.TestCase):
     system = Dpkg()
-    syncs_of_upgrade = 1
 
     def forget_keeper(self):
         self.system.dpkg("--force-depends", "--remove", KEEPER)
@@ -306,7 +353,6 @@ class DpkgTriggers(Triggers, unittest.TestCase):
 
 class RpmTriggers(Triggers, unittest.TestCase):
     system = Rpm()
-    syncs_of_upgrade = 2  # one for what came, one for what went
 
     def forget_keeper(self):
         self.system.rpm("--erase", "--nodeps", KEEPER)
@@ -314,11 +360,55 @@ class RpmTriggers(Triggers, unittest.TestCase):
     def install_without_keeper(self, package):
         self.system.rpm("--upgrade", "--nodeps", package)
 
-    def test_an_upgrade_and_a_removal_in_one_transaction(self):
-        self.system.install(self.core_1, self.posture_1)
-        self.assert_silent(self.system.install(self.core_2))
-        self.assert_silent(self.system.remove(CORE, POSTURE))
+    def test_an_upgrade_whose_sync_cannot_be_remembered_is_two(self):
+        self.system.install(self.core_1)
+        self.syncs()
+        run("mount", "-t", "tmpfs", "-o", "ro", "obg", DONE_FOR.parent)
+        try:
+            self.assert_silent(self.system.install(self.core_2))
+        finally:
+            run("umount", DONE_FOR.parent)
+        self.assertEqual(2, self.syncs())
+        self.assert_store(CORE_2)
+
+    def test_the_keeper_takes_along_what_it_remembers(self):
+        self.system.install(self.core_1)
+        self.assertTrue(DONE_FOR.exists())
+        self.forget_keeper()
+        self.assertFalse(DONE_FOR.exists())
+
+    def trigger(self):
+        """The program of the triggers, run by this process as by one that runs transactions."""
+        run(LIBEXEC / "obg-manifest/sync-once-after-transaction")
+        return self.syncs()
+
+    def lay_manifest(self):
+        manifest = base.make_folder(ROOT / "manifest") / "core.xml"
+        shutil.copy(SAMPLES / "core-1/root/manifest/core.xml", manifest)
+        self.syncs()
+        return manifest
+
+    def test_two_triggers_of_one_process_over_the_same_manifests_are_one_sync(self):
+        self.lay_manifest()
+        self.assertEqual([1, 0], [self.trigger(), self.trigger()])
+
+    def test_a_process_that_runs_several_transactions_syncs_after_each(self):
+        manifest = self.lay_manifest()
+        self.trigger()
+        shutil.copy(manifest, manifest.with_name("new"))
+        manifest.with_name("new").replace(manifest)
+        self.assertEqual(1, self.trigger(), "an upgrade")
+        shutil.rmtree(manifest.parent)
+        self.assertEqual(1, self.trigger(), "the removal of the last module")
         self.assert_no_store()
+
+    def test_a_later_process_of_the_same_number_syncs(self):
+        self.lay_manifest()
+        self.trigger()
+        text, count = re.subn(r"(?m)^(process \d+ started )(\d+)$", r"\g<1>1\2", DONE_FOR.read_text())
+        self.assertEqual(1, count)
+        DONE_FOR.write_text(text)
+        self.assertEqual(1, self.trigger())
 
 
 class Build(unittest.TestCase):
@@ -387,7 +477,8 @@ def restore(kept, folder):
 
 
 def lay_private_machine():
-    run("mount", "-t", "tmpfs", "obg", "/var/lib")
+    for covered in ("/var/lib", DONE_FOR.parent):
+        run("mount", "-t", "tmpfs", "obg", covered)
     base.make_folder(Dpkg.database)
     base.lay_private_machine()
     folder = base.make_folder(LIBEXEC)
