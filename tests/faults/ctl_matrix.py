@@ -169,7 +169,7 @@ def trace(ctl, scenario):
             continue
         name, arguments, result, opened = match.groups()
         numbers[name] += 1
-        where = arguments.split(", \"")[0] if name == "write" else arguments  # what is written names manifests
+        where = arguments.split(", \"")[0] if name in ("read", "write") else arguments  # not the bytes themselves
         named = [each for each in NAME.findall(where.split(", \"\\")[0]) if target_of(each)]
         if not named or name not in FAULTS:
             continue
