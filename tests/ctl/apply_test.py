@@ -12,7 +12,8 @@ import time
 import unittest
 
 import harness
-from harness import CTL, LEGACY_STORE, ROOT, SCRATCH, STORE, WITHOUT_RIGHTS, exe, resource, store_bytes, text_field
+from harness import CTL, LEGACY_STORE, ROOT, SCRATCH, STORE, WITHOUT_RIGHTS
+from harness import exe, resource, store_bytes, text_field
 
 LOCK = ROOT / "VPNManifest.dat.lock"
 FULL_DISK = "No space left on device"
@@ -32,6 +33,13 @@ def terminal():
     finally:
         os.close(keeper)
         os.close(screen)
+
+
+def chown_as_far_as_possible(path):
+    """Gives the file to somebody else, where that may be done; returns whose it is then."""
+    with contextlib.suppress(OSError):
+        os.chown(path, 1234, 1235)
+    return path.stat().st_uid, path.stat().st_gid
 
 
 class ApplyTest(harness.CtlTest):
@@ -110,6 +118,11 @@ class ApplyTest(harness.CtlTest):
         self.assertEqual(other.read_bytes(), store_bytes(("b", "exe", "1")))
         self.assertFalse(STORE.exists())
 
+    def test_a_store_that_is_named_is_not_looked_up_below_the_root(self):
+        self.ctl("--root", "image", "--store", "other.dat", "apply", "-i", self.manifest(exe("b", "1")), status=0)
+        self.assertEqual((SCRATCH / "other.dat").read_bytes(), store_bytes(("b", "exe", "1")))
+        self.assertFalse((SCRATCH / "image").exists())
+
     # What it says
 
     def test_says_what_changed(self):
@@ -130,6 +143,20 @@ class ApplyTest(harness.CtlTest):
         self.assertEqual(document["result"]["size"], len(store_bytes(("a", "exe", "1"))))
         document = self.json("apply", "-x", self.manifest(exe("a", "1")))
         self.assertEqual(document["result"], {"entries": None, "size": None, "sha256": None})
+
+    def test_bytes_of_an_old_entry_steer_no_terminal_and_are_whole_in_json(self):
+        manifest = self.manifest(exe("a", "1"))
+        self.lay_store(("a", "exe", b"\x1b]0;x\x07\xff"))
+        self.assertEqual(self.ctl("apply", "-x", manifest, status=0).out,
+                         "strike  a  exe \\x1b]0;x\\x07\\xff\nThe store is deleted.\n")
+        self.lay_store(("a", "exe", b"\xff1"))
+        change, = self.json("apply", "-i", manifest)["changes"]
+        self.assertEqual(change["old"], {"kind": "exe", "version": "\ufffd1", "version_hex": "ff31"})
+
+    def test_sarif_is_not_for_it(self):
+        self.assertRun(self.ctl("--format", "sarif", "apply", "-i", self.manifest(exe("a", "1"))), 2,
+                       err="obg_manifestctl: the format sarif is for lint alone\n")
+        self.assertStands(None)
 
     # Standard output
 
@@ -172,6 +199,14 @@ class ApplyTest(harness.CtlTest):
         os.close(screen)
         self.assertRun(run, 2, err="obg_manifestctl: cannot write to standard output: Input/output error\n")
         self.assertStands(None)
+
+    def test_a_change_that_a_power_cut_may_undo_is_1_and_is_said(self):
+        for content, command in ((None, "-i"), (store_bytes(("a", "exe", "1")), "-x")):
+            run = self.ctl("apply", command, self.manifest(exe("a", "1")), status=1,
+                           before=[*failing("fsync", "EIO"), "-P", ROOT])
+            self.assertEqual(run.err, f"obg_manifestctl: done, but a power cut may undo it: cannot write {ROOT}: "
+                                      "Input/output error\n")
+            self.assertStands(store_bytes(("a", "exe", "1")) if content is None else None)
 
     # What it refuses
 
@@ -307,8 +342,10 @@ class ApplyTest(harness.CtlTest):
     def test_owner_mode_and_attributes_are_kept(self):
         self.lay_store(("a", "exe", "1"))
         STORE.chmod(0o640)
+        owner = chown_as_far_as_possible(STORE)
         os.setxattr(STORE, "trusted.obg", b"kept")
         self.ctl("apply", "-i", self.manifest(exe("b", "1")), status=0)
+        self.assertEqual((STORE.stat().st_uid, STORE.stat().st_gid), owner)
         self.assertEqual(STORE.stat().st_mode & 0o7777, 0o640)
         self.assertEqual(os.getxattr(STORE, "trusted.obg"), b"kept")
 
@@ -339,13 +376,25 @@ class ApplyTest(harness.CtlTest):
         self.assertFalse(STORE.exists())
 
     def test_who_waits_gets_the_lock(self):
-        lock = open(LOCK, "w")
-        fcntl.flock(lock, fcntl.LOCK_EX)
-        threading.Timer(0.3, lock.close).start()
-        start = time.monotonic()
-        self.ctl("apply", "--wait", "50", "-i", self.manifest(exe("a", "1")), status=0)
-        self.assertGreater(time.monotonic() - start, 0.2)
-        self.assertStands(store_bytes(("a", "exe", "1")))
+        for patience in ([], ["--wait", "50"]):
+            lock = open(LOCK, "w")
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            threading.Timer(0.3, lock.close).start()
+            start = time.monotonic()
+            self.ctl("apply", *patience, "-i", self.manifest(exe("a", "1")), status=0)
+            self.assertGreater(time.monotonic() - start, 0.2)
+            self.assertStands(store_bytes(("a", "exe", "1")))
+
+    def test_nobody_reads_a_store_for_a_change_without_its_lock(self):
+        log = SCRATCH / "trace"
+        self.lay_store(("a", "exe", "1"))
+        self.ctl("apply", "-i", self.manifest(exe("b", "1")), status=0,
+                 before=[*harness.STRACE, "-y", "-e", "trace=flock,openat,renameat", "-o", log])
+        lines = [line for line in log.read_text().splitlines() if "VPNManifest.dat" in line]
+        locked, = (n for n, line in enumerate(lines) if line.startswith("flock(") and f"<{LOCK}>" in line)
+        self.assertTrue(lines[locked].endswith("LOCK_EX|LOCK_NB) = 0"))
+        self.assertFalse([line for line in lines[:locked] if f'"{STORE}"' in line])
+        self.assertTrue([line for line in lines[locked:] if f'"{STORE}"' in line])
 
     def test_a_link_in_the_place_of_the_lock_is_not_followed(self):
         victim = SCRATCH / "victim"

@@ -1,6 +1,7 @@
 """What holds for every command: help, the version, usage, and what becomes of output that cannot be written."""
 
 import ctypes.util
+import fcntl
 import os
 import resource
 import subprocess
@@ -234,6 +235,15 @@ class LookingTest(harness.CtlTest):
                     self.assertEqual((run.err, run.status in (0, 1)), ("", True), run)
         finally:
             subprocess.run(["mount", "-o", "remount,rw", "/opt"], check=True)
+
+    def test_nobody_is_waited_for(self):
+        lay_sample()
+        with open(STORE.with_name("VPNManifest.dat.lock"), "w") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            for command in LOOKING:
+                with self.subTest(command):
+                    run = self.ctl(*command, before=["timeout", "30"])
+                    self.assertEqual((run.err, run.status in (0, 1)), ("", True), run)
 
     def test_no_file_is_created_or_changed(self):
         lay_sample()

@@ -5,12 +5,15 @@ import json
 import os
 import random
 import shutil
+import signal
+import subprocess
 
 import harness
 from harness import LEGACY_ROOT, LEGACY_STORE, ROOT, SCRATCH, STATE, STORE, WITHOUT_RIGHTS
 from harness import entry, exe, resource, store_bytes
 
 FOLDER = ROOT / "manifest"
+LOCK = ROOT / "VPNManifest.dat.lock"
 STATE_FILE = STATE / "current.json"
 # How many runs of random steps there are, and how long each is.
 SEEDS = int(os.environ.get("OBG_SYNC_SEEDS", "1"))
@@ -70,6 +73,12 @@ class SyncTest(harness.CtlTest):
         self.assertStore(("a2", "exe", "1"), ("a1", "exe", "1"), ("b", "exe", "1"))
         self.assertEqual(self.recorded(), [("a.xml", "a2", "exe", "1"), ("a.xml", "a1", "exe", "1"),
                                            ("b.xml", "b", "exe", "1")])
+
+    def test_manifests_are_the_xml_files_in_the_byte_order_of_their_names(self):
+        for name in ("b.xml", "B.xml", "9.xml", "10.xml", "a.xml.recorded", "a.XML", ".hidden.xml", "xml"):
+            self.lay(name, exe(name, "1"))
+        self.sync()
+        self.assertStore(*((name, "exe", "1") for name in ("10.xml", "9.xml", "B.xml", "b.xml")))
 
     def test_twice_the_same_writes_nothing(self):
         self.lay("a.xml", exe("a", "1"))
@@ -340,7 +349,82 @@ class SyncTest(harness.CtlTest):
         self.ctl("--root", str(image) + "/", "sync", status=0)
         self.assertFalse((image / "opt/orvanta/brightgate/VPNManifest.dat").exists())
 
+    def test_below_a_root_the_legacy_store_and_one_that_is_named(self):
+        image = SCRATCH / "image"
+        for place, name in (("orvanta/tessellink", "l"), ("orvanta/brightgate", "c")):
+            (image / "opt" / place / "manifest").mkdir(parents=True)
+            self.lay("m.xml", exe(name, "1"), folder=image / "opt" / place / "manifest")
+        self.ctl("--root", image, "--legacy", "sync", status=0)
+        self.assertEqual((image / "opt/orvanta/tessellink/VPNManifest.dat").read_bytes(), store_bytes(("l", "exe", "1")))
+        self.ctl("--root", image, "--store", "other.dat", "sync", status=0)
+        self.assertEqual((SCRATCH / "other.dat").read_bytes(), store_bytes(("c", "exe", "1")))
+        self.assertEqual(2, len(list((image / "var/lib/obg-manifest").glob("*.json"))))
+        self.assertFalse(LEGACY_STORE.exists() or STORE.exists() or STATE.exists())
+
+    # Links, owner, mode, attributes
+
+    def test_a_link_stays_one_until_the_last_entry_goes(self):
+        target = SCRATCH / "real.dat"
+        STORE.symlink_to(target)
+        self.lay("a.xml", exe("a", "1"))
+        self.sync()
+        content = target.read_bytes()
+        self.assertEqual(content, store_bytes(("a", "exe", "1")))
+        self.assertTrue(STORE.is_symlink() and (SCRATCH / "real.dat.lock").exists())
+        self.take("a.xml")
+        self.sync()
+        self.assertFalse(STORE.is_symlink())
+        self.assertEqual(target.read_bytes(), content, "as the tool leaves it")
+
+    def test_mode_and_attributes_are_kept(self):
+        self.record(exe("f", "1"))
+        STORE.chmod(0o640)
+        os.setxattr(STORE, "trusted.obg", b"kept")
+        self.lay("a.xml", exe("a", "1"))
+        self.sync()
+        self.assertStore(("f", "exe", "1"), ("a", "exe", "1"))
+        self.assertEqual((STORE.stat().st_mode & 0o7777, os.getxattr(STORE, "trusted.obg")), (0o640, b"kept"))
+
     # Damaged and lost stores
+
+    def test_a_newer_and_an_unreadable_store_are_refused(self):
+        self.lay("a.xml", exe("a", "1"))
+        self.sync()
+        self.lay("a.xml", exe("a", "2"))
+        STORE.write_bytes(store_bytes(("f", "exe", "1"), major=2))
+        run = self.assertUntouched(lambda: self.sync(status=2))
+        self.assertEqual(run.err, f"obg_manifestctl: {STORE}: the store is of a version that is not read; "
+                                  "obg_manifestctl check tells more\n")
+        STORE.chmod(0o200)
+        run = self.assertUntouched(lambda: self.sync(status=2, before=WITHOUT_RIGHTS))
+        self.assertEqual(run.err, f"obg_manifestctl: cannot read {STORE}: Permission denied\n")
+
+    def test_rebuild_makes_a_lost_store_again_also_when_the_state_is_lost_with_it(self):
+        self.lay("a.xml", exe("a", "1"), exe("b", "1"))
+        self.sync()
+        for lost in ([STORE], [STORE, STATE_FILE]):
+            for path in lost:
+                path.unlink()
+            self.sync("--rebuild")
+            self.assertStore(("a", "exe", "1"), ("b", "exe", "1"))
+        self.take("a.xml")
+        self.sync()
+        self.assertStore()
+
+    def test_a_dry_run_of_a_rebuild_shows_and_does_nothing(self):
+        self.lay("a.xml", exe("a", "1"))
+        STORE.write_bytes(store_bytes(("f", "exe", "1"), ("lost", "exe", "1"))[:-3])
+        run = self.assertUntouched(lambda: self.sync("--dry-run", "--rebuild", status=1))
+        self.assertEqual(run.out.splitlines()[:-1], ["add     a  exe 1  a.xml", "strike  f  exe 1  (in no manifest)"])
+
+    def test_bytes_of_others_steer_no_terminal_and_are_whole_in_json(self):
+        content = store_bytes((b"\x1b[2J\xff", "exe", b"\x07"))
+        STORE.write_bytes(content)
+        self.assertEqual(self.sync("--rebuild").out,
+                         "strike  \\x1b[2J\\xff  exe \\x07  (in no manifest)\nThe store is deleted.\n")
+        STORE.write_bytes(content)
+        change, = self.json("sync", "--rebuild")["changes"]
+        self.assertEqual((change["id"], change["id_hex"]), ("\x1b[2J\ufffd", "1b5b324aff"))
 
     def test_a_damaged_store_is_refused(self):
         self.lay("a.xml", exe("a", "1"))
@@ -431,7 +515,24 @@ class SyncTest(harness.CtlTest):
         first = self.json("sync")
         self.assertEqual(self.json("sync")["result"], first["result"])
 
-    # The lock
+    # Standard output and the disk
+
+    def test_sarif_is_not_for_it(self):
+        self.lay("a.xml", exe("a", "1"))
+        self.assertRun(self.sync("--format", "sarif", status=2), 2,
+                       err="obg_manifestctl: the format sarif is for lint alone\n")
+        self.assertStore()
+
+    def test_a_change_that_a_power_cut_may_undo_is_1_and_is_said(self):
+        self.lay("a.xml", exe("a", "1"))
+        for folder in (ROOT, STATE):
+            STORE.unlink(missing_ok=True)
+            STATE_FILE.unlink(missing_ok=True)
+            run = self.sync(status=1, before=[*harness.STRACE, "-o", "/dev/null", "-e", "inject=fsync:error=EIO", "-P",
+                                              folder])
+            self.assertIn(f"obg_manifestctl: done, but a power cut may undo it: cannot write {folder}: "
+                          "Input/output error\n", run.err)
+            self.assertStore(("a", "exe", "1"))
 
     def test_a_result_that_cannot_be_written_changes_nothing(self):
         self.lay("a.xml", exe("a", "1"))
@@ -457,6 +558,33 @@ class SyncTest(harness.CtlTest):
         for form in ("text", "json"):
             self.assertStopsOnFailedOutput("--format", form, "sync")
             self.assertEqual(stand(), before)
+
+    # The lock
+
+    def test_a_run_that_is_killed_while_it_holds_both_locks_is_made_up_for_by_the_next(self):
+        self.lay("a.xml", exe("a", "1"))
+        self.sync()
+        self.lay("a.xml", exe("a", "2"))
+        holder = subprocess.Popen([*harness.STRACE, "-o", "/dev/null", "-P", ROOT, "-e", "trace=renameat", "-e",
+                                   "inject=renameat:delay_enter=60000000", harness.CTL, "sync"],
+                                  stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        self.assertIn(b"update", holder.stdout.readline(), "it comes to the replacement")
+        pid = LOCK.read_text().split()[0]
+        for lock in (LOCK, STATE / "current.json.lock"):
+            self.assertEqual(lock.read_text(), f"{pid} obg_manifestctl sync\n")
+        self.assertEqual(self.sync("--wait", "0", status=2).err,
+                         f"obg_manifestctl: {STATE}/current.json.lock is held by process {pid} (obg_manifestctl sync)\n")
+        self.assertEqual(self.ctl("apply", "--wait", "0", "-x", FOLDER / "a.xml", status=2).err,
+                         f"obg_manifestctl: {LOCK} is held by process {pid} (obg_manifestctl sync)\n")
+        os.kill(int(pid), signal.SIGKILL)
+        holder.kill()
+        holder.communicate()
+        self.assertStore(("a", "exe", "1"))
+        self.sync("--wait", "20")
+        self.assertStore(("a", "exe", "2"))
+        self.take("a.xml")
+        self.sync()
+        self.assertStore()
 
     def test_both_locks_are_waited_for_and_named(self):
         for path in (ROOT / "VPNManifest.dat.lock", STATE / "current.json.lock"):
