@@ -714,13 +714,16 @@ def lay_private_machine():
     SCRATCH.mkdir()
     if Dpkg.database.exists():
         run("mount", "-t", "tmpfs", "obg", Dpkg.database)
-    # The tool's folder stays what it was, but for what is added to it.
-    folder = INSTALLED_TOOL.parent
-    original = make_folder(SCRATCH / "bin")
+    cover(INSTALLED_TOOL.parent)
+
+
+def cover(folder):
+    """The folder stays what it was, but for what is added to it."""
+    original = make_folder(SCRATCH / folder.name)
     run("mount", "--bind", folder, original)
     run("mount", "-t", "tmpfs", "obg", folder)
-    for program in original.iterdir():
-        (folder / program.name).symlink_to(program)
+    for entry in original.iterdir():
+        (folder / entry.name).symlink_to(entry)
 
 
 if __name__ == "__main__":

@@ -476,23 +476,23 @@ def restore(kept, folder):
             copy(entry, folder / entry.name)
 
 
+def try_out(tool, samples):
+    """Says which programs and which sample modules the tests are of."""
+    global TOOL, SAMPLES
+    TOOL, SAMPLES = base.TOOL, base.SAMPLES = tool, samples
+    os.environ["OBG_MANIFESTCTL"] = str(tool.with_name("obg_manifestctl"))
+
+
 def lay_private_machine():
     for covered in ("/var/lib", DONE_FOR.parent):
         run("mount", "-t", "tmpfs", "obg", covered)
     base.make_folder(Dpkg.database)
     base.lay_private_machine()
-    folder = base.make_folder(LIBEXEC)
-    original = base.make_folder(SCRATCH / "libexec")
-    run("mount", "--bind", folder, original)
-    run("mount", "-t", "tmpfs", "obg", folder)
-    for entry in original.iterdir():
-        (folder / entry.name).symlink_to(entry)
+    base.cover(base.make_folder(LIBEXEC))
 
 
 if __name__ == "__main__":
-    TOOL, SAMPLES = Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve()
-    base.TOOL, base.SAMPLES = TOOL, SAMPLES
-    os.environ["OBG_MANIFESTCTL"] = str(TOOL.with_name("obg_manifestctl"))
     base.enter_private_machine()
     lay_private_machine()
+    try_out(Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve())
     unittest.main(argv=sys.argv[:1] + sys.argv[3:])
