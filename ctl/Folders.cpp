@@ -27,14 +27,14 @@ int makeFolder(const std::string& path)
     if (path.empty() || !isMissing(path)) {
         return 0;
     }
-    const std::string above = path.substr(0, path.rfind('/'));
+    const std::string above = std::filesystem::path(path).parent_path();
     if (const int error = makeFolder(above)) {
         return error;
     }
     if (mkdir(path.c_str(), kFolderMode) != 0 && errno != EEXIST) {
         return errno;
     }
-    return syncFolder(above.empty() ? "/" : above);
+    return syncFolder(above.empty() ? "." : above);
 }
 
 bool isMissing(const std::string& path)

@@ -349,6 +349,12 @@ class SyncTest(harness.CtlTest):
         self.ctl("--root", str(image) + "/", "sync", status=0)
         self.assertFalse((image / "opt/orvanta/brightgate/VPNManifest.dat").exists())
 
+    def test_below_a_root_that_is_not_there_yet(self):
+        for root in ("image", "images/new", SCRATCH / "absolute"):
+            with self.subTest(root):
+                self.assertRun(self.ctl("--root", root, "sync"), 0, out="The store stays as it is.\n")
+                self.assertTrue((SCRATCH / root / "var/lib/obg-manifest/current.json").exists())
+
     def test_below_a_root_the_legacy_store_and_one_that_is_named(self):
         image = SCRATCH / "image"
         for place, name in (("orvanta/tessellink", "l"), ("orvanta/brightgate", "c")):
