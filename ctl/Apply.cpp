@@ -3,7 +3,6 @@
 #include "ctl/ChangeReport.h"
 #include "ctl/CommandLine.h"
 #include "ctl/Delivery.h"
-#include "ctl/Invocation.h"
 #include "ctl/Manifest.h"
 #include "ctl/Progress.h"
 #include "ctl/StoreFile.h"
@@ -13,8 +12,6 @@
 #include "ctl/Waiting.h"
 #include "vpn/Common/InstalledManifestInfo.h"
 #include "vpn/Downloader/ManifestInfo.h"
-
-#include <CLI/CLI.hpp>
 
 #include <memory>
 #include <utility>
@@ -156,19 +153,16 @@ Outcome apply(const ApplyArguments& arguments, const Options& options)
 
 } // namespace
 
-void addApply(CLI::App& program, Invocation& invocation)
+void addApply(CommandLine& commandLine)
 {
     const auto arguments = std::make_shared<ApplyArguments>();
-    CLI::App& command = *program.add_subcommand("apply", "Do what the tool does, all or nothing");
-    CLI::Option_group& mode = *command.add_option_group("mode");
-    mode.add_flag("-i", arguments->records, "Record what the manifests list");
-    mode.add_flag("-x", arguments->strikes, "Strike what the manifests list");
-    mode.require_option(1);
+    Command command = commandLine.addCommand("apply", "Do what the tool does, all or nothing");
+    Command mode = command.addChoice("mode");
+    mode.addFlag("-i", arguments->records, "Record what the manifests list");
+    mode.addFlag("-x", arguments->strikes, "Strike what the manifests list");
     addWait(command, arguments->patience);
-    addTexts(command, "MANIFEST", arguments->manifests, "Manifests, taken one after the other")->required();
-    command.callback([arguments, &invocation] {
-        invocation.run = [arguments](const Options& options) { return apply(*arguments, options); };
-    });
+    command.addTexts("MANIFEST", arguments->manifests, "Manifests, taken one after the other").require();
+    command.setAction({[arguments](const Options& options) { return apply(*arguments, options); }});
 }
 
 } // namespace ctl

@@ -10,11 +10,10 @@
 #include "ctl/Text.h"
 #include "vpn/Common/ManifestFileType.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,7 +24,7 @@ namespace {
 struct Arguments
 {
     std::vector<std::string> files;
-    std::string rule;
+    std::optional<std::string> rule;
 };
 
 std::string_view fateWord(Fate fate)
@@ -184,18 +183,15 @@ Outcome explain(const Options& options, const std::string& name)
 
 } // namespace
 
-void addCheck(CLI::App& program, Invocation& invocation)
+void addCheck(CommandLine& commandLine)
 {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = program.add_subcommand("check", "All that is wrong with the bytes of a store");
-    CLI::Option* files = addTexts(*command, "FILE", arguments->files, "Store files; without any, the chosen store");
-    CLI::Option* rule = addText(*command, "--explain", arguments->rule, "Tell what a rule means, and check nothing");
-    rule->option_text("RULE")->excludes(files);
-    command->callback([&invocation, arguments, rule] {
-        invocation.run = [arguments, isExplained = rule->count() > 0](const Options& options) {
-            return isExplained ? explain(options, arguments->rule) : check(options, *arguments);
-        };
-    });
+    Command command = commandLine.addCommand("check", "All that is wrong with the bytes of a store");
+    const Argument files = command.addTexts("FILE", arguments->files, "Store files; without any, the chosen store");
+    command.addText("--explain", "RULE", arguments->rule, "Tell what a rule means, and check nothing").exclude(files);
+    command.setAction({[arguments](const Options& options) {
+        return arguments->rule ? explain(options, *arguments->rule) : check(options, *arguments);
+    }});
 }
 
 } // namespace ctl

@@ -1,22 +1,18 @@
 #pragma once
 
-#include "ctl/Invocation.h"
-
-namespace CLI {
-class App;
-} // namespace CLI
-
 namespace ctl {
 
-/// Each adds one command, with its options, to the program; see Invocation.
-void addApply(CLI::App& program, Invocation& invocation);
-void addCheck(CLI::App& program, Invocation& invocation);
-void addDiff(CLI::App& program, Invocation& invocation);
-void addFacts(CLI::App& program, Invocation& invocation);
-void addLint(CLI::App& program, Invocation& invocation);
-void addList(CLI::App& program, Invocation& invocation);
-void addPlan(CLI::App& program, Invocation& invocation);
-void addSync(CLI::App& program, Invocation& invocation);
-void addVerify(CLI::App& program, Invocation& invocation);
+class CommandLine;
+
+/// Each adds one command with its options.
+void addApply(CommandLine& commandLine);
+void addCheck(CommandLine& commandLine);
+void addDiff(CommandLine& commandLine);
+void addFacts(CommandLine& commandLine);
+void addLint(CommandLine& commandLine);
+void addList(CommandLine& commandLine);
+void addPlan(CommandLine& commandLine);
+void addSync(CommandLine& commandLine);
+void addVerify(CommandLine& commandLine);
 
 } // namespace ctl

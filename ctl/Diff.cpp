@@ -8,8 +8,6 @@
 #include "ctl/Text.h"
 #include "vpn/Common/ManifestFileType.h"
 
-#include <CLI/CLI.hpp>
-
 #include <cerrno>
 #include <map>
 #include <memory>
@@ -120,15 +118,13 @@ Outcome diff(const Options& options, const Arguments& arguments)
 
 } // namespace
 
-void addDiff(CLI::App& program, Invocation& invocation)
+void addDiff(CommandLine& commandLine)
 {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = program.add_subcommand("diff", "What came, went and changed between two store files");
-    addText(*command, "OLD", arguments->old, "A store file")->option_text(" ")->required();
-    addText(*command, "NEW", arguments->now, "Another one")->option_text(" ")->required();
-    command->callback([&invocation, arguments] {
-        invocation.run = [arguments](const Options& options) { return diff(options, *arguments); };
-    });
+    Command command = commandLine.addCommand("diff", "What came, went and changed between two store files");
+    command.addText("OLD", " ", arguments->old, "A store file").require();
+    command.addText("NEW", " ", arguments->now, "Another one").require();
+    command.setAction({[arguments](const Options& options) { return diff(options, *arguments); }});
 }
 
 } // namespace ctl

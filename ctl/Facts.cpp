@@ -1,9 +1,8 @@
+#include "ctl/CommandLine.h"
 #include "ctl/Commands.h"
 #include "ctl/LoadedStore.h"
 #include "ctl/StoreFindings.h"
 #include "ctl/StoreJson.h"
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <set>
@@ -25,7 +24,7 @@ void putEntries(JsonWriter& document, std::vector<StoreEntry> entries)
         Json described = entryJson(entry);
         auto name = described["id"].get<std::string>();
         if (!names.insert(name).second) {
-            name += " " + described["id_hex"].get<std::string>();
+            name.append(" ").append(described["id_hex"].get<std::string>());
         }
         described.erase("id");
         document.member(name, described);
@@ -56,11 +55,11 @@ Outcome facts(const Options& options)
 
 } // namespace
 
-void addFacts(CLI::App& program, Invocation& invocation)
+void addFacts(CommandLine& commandLine)
 {
-    CLI::App* command =
-        program.add_subcommand("facts", "Both stores as one JSON object, for programs that collect facts");
-    command->callback([&invocation] { invocation.run = facts; });
+    Command command =
+        commandLine.addCommand("facts", "Both stores as one JSON object, for programs that collect facts");
+    command.setAction({facts});
 }
 
 } // namespace ctl

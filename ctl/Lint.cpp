@@ -6,8 +6,6 @@
 #include "ctl/Streams.h"
 #include "vpn/Downloader/ManifestInfo.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
@@ -26,7 +24,7 @@ namespace {
 struct LintArguments
 {
     std::vector<std::string> manifests;
-    std::string explained;
+    std::optional<std::string> rule;
     bool isStrict = false;
 };
 
@@ -119,27 +117,27 @@ Outcome explain(const std::string& name, const Options& options)
     return {ExitStatus::Done, options.format == Format::Json ? explainedJson(*rule) : explainedText(*rule)};
 }
 
+std::string faultOf(const LintArguments& arguments)
+{
+    return arguments.manifests.empty() && !arguments.rule ? "MANIFEST is required" : "";
+}
+
 } // namespace
 
-void addLint(CLI::App& program, Invocation& invocation)
+void addLint(CommandLine& commandLine)
 {
     const auto arguments = std::make_shared<LintArguments>();
-    CLI::App* command = program.add_subcommand("lint", "Every fault of manifests at once");
-    CLI::Option* manifests = addTexts(*command, "MANIFEST", arguments->manifests, "The manifests");
-    CLI::Option* explained =
-        addText(*command, "--explain", arguments->explained, "Tell why a rule is there and how to mend it");
-    explained->type_name("RULE")->excludes(manifests);
-    command->add_flag("--strict", arguments->isStrict, "Count warnings as errors");
-    command->callback([arguments, explained, manifests, &invocation] {
-        if (explained->count() == 0 && manifests->count() == 0) {
-            throw CLI::RequiredError("MANIFEST");
-        }
-        invocation.takesSarif = true;
-        const bool isExplained = explained->count() != 0;
-        invocation.run = [arguments, isExplained](const Options& options) {
-            return isExplained ? explain(arguments->explained, options) : lint(*arguments, options);
-        };
-    });
+    Command command = commandLine.addCommand("lint", "Every fault of manifests at once");
+    const Argument manifests = command.addTexts("MANIFEST", arguments->manifests, "The manifests");
+    command.addText("--explain", "RULE", arguments->rule, "Tell why a rule is there and how to mend it")
+        .exclude(manifests);
+    command.addFlag("--strict", arguments->isStrict, "Count warnings as errors");
+    command.setAction({.run =
+                           [arguments](const Options& options) {
+                               return arguments->rule ? explain(*arguments->rule, options) : lint(*arguments, options);
+                           },
+                       .fault = [arguments] { return faultOf(*arguments); },
+                       .takesSarif = true});
 }
 
 } // namespace ctl

@@ -8,8 +8,6 @@
 #include "ctl/Text.h"
 #include "vpn/Common/ManifestFileType.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <memory>
 #include <span>
@@ -111,29 +109,23 @@ Outcome list(const Options& options, const Arguments& arguments)
 }
 
 /// A word that is no kind would never match anything.
-void requireKinds(const std::vector<std::string>& words)
+std::string faultOf(const std::vector<std::string>& kinds)
 {
-    for (const std::string& word : words) {
-        if (typeOfWord(word) == eFileTypeNone) {
-            throw CLI::ValidationError("--kind", "there is no kind " + word);
-        }
-    }
+    const auto unknown =
+        std::ranges::find_if(kinds, [](const std::string& word) { return typeOfWord(word) == eFileTypeNone; });
+    return unknown == kinds.end() ? "" : "--kind: there is no kind " + *unknown;
 }
 
 } // namespace
 
-void addList(CLI::App& program, Invocation& invocation)
+void addList(CommandLine& commandLine)
 {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = program.add_subcommand("list", "The entries that a reader of the store gets");
-    addTexts(*command, "PATTERN", arguments->patterns, "Only ids that match one of these shell patterns");
-    addTexts(*command, "--kind", arguments->kinds, "Only entries of this kind: exe, rpm, ...")
-        ->option_text("WORD")
-        ->allow_extra_args(false);
-    command->callback([&invocation, arguments] {
-        requireKinds(arguments->kinds);
-        invocation.run = [arguments](const Options& options) { return list(options, *arguments); };
-    });
+    Command command = commandLine.addCommand("list", "The entries that a reader of the store gets");
+    command.addTexts("PATTERN", arguments->patterns, "Only ids that match one of these shell patterns");
+    command.addRepeatedText("--kind", "WORD", arguments->kinds, "Only entries of this kind: exe, rpm, ...");
+    command.setAction({.run = [arguments](const Options& options) { return list(options, *arguments); },
+                       .fault = [arguments] { return faultOf(arguments->kinds); }});
 }
 
 } // namespace ctl

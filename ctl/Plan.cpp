@@ -2,7 +2,6 @@
 
 #include "ctl/ChangeReport.h"
 #include "ctl/CommandLine.h"
-#include "ctl/Invocation.h"
 #include "ctl/Json.h"
 #include "ctl/LoadedStore.h"
 #include "ctl/Manifest.h"
@@ -12,10 +11,11 @@
 #include "vpn/Common/InstalledManifestInfo.h"
 #include "vpn/Downloader/ManifestInfo.h"
 
-#include <CLI/CLI.hpp>
-
 #include <memory>
+#include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace ctl {
 
@@ -84,22 +84,22 @@ Outcome plan(const PlanArguments& arguments, const Options& options)
             options.format == Format::Json ? jsonOf(plan) : textOf(plan)};
 }
 
+std::string faultOf(const PlanArguments& arguments)
+{
+    return arguments.records || arguments.strikes ? "" : "-i or -x is required";
+}
+
 } // namespace
 
-void addPlan(CLI::App& program, Invocation& invocation)
+void addPlan(CommandLine& commandLine)
 {
     const auto arguments = std::make_shared<PlanArguments>();
-    CLI::App& command = *program.add_subcommand("plan", "Show what the tool would do to the store");
-    CLI::Option* const record = command.add_flag("-i", arguments->records, "As if the manifests were recorded");
-    CLI::Option* const strike = command.add_flag("-x", arguments->strikes, "As if they were struck");
-    record->excludes(strike);
-    addTexts(command, "MANIFEST", arguments->manifests, "Manifests, taken one after the other")->required();
-    command.callback([arguments, &invocation] {
-        if (!arguments->records && !arguments->strikes) {
-            throw CLI::RequiredError("-i or -x");
-        }
-        invocation.run = [arguments](const Options& options) { return plan(*arguments, options); };
-    });
+    Command command = commandLine.addCommand("plan", "Show what the tool would do to the store");
+    Argument record = command.addFlag("-i", arguments->records, "As if the manifests were recorded");
+    record.exclude(command.addFlag("-x", arguments->strikes, "As if they were struck"));
+    command.addTexts("MANIFEST", arguments->manifests, "Manifests, taken one after the other").require();
+    command.setAction({.run = [arguments](const Options& options) { return plan(*arguments, options); },
+                       .fault = [arguments] { return faultOf(*arguments); }});
 }
 
 } // namespace ctl

@@ -1,13 +1,12 @@
 #include "ctl/Commands.h"
 
 #include "ctl/ChangeReport.h"
+#include "ctl/CommandLine.h"
 #include "ctl/Delivery.h"
-#include "ctl/Invocation.h"
 #include "ctl/Streams.h"
 #include "ctl/SyncRun.h"
 #include "ctl/Text.h"
-
-#include <CLI/CLI.hpp>
+#include "ctl/Waiting.h"
 
 #include <memory>
 
@@ -100,18 +99,16 @@ Outcome sync(const SyncArguments& arguments, const Options& options)
 
 } // namespace
 
-void addSync(CLI::App& program, Invocation& invocation)
+void addSync(CommandLine& commandLine)
 {
     const auto arguments = std::make_shared<SyncArguments>();
-    CLI::App& command = *program.add_subcommand(
-        "sync", "Make the store hold what the installed manifests list, and no more of its own");
-    command.add_flag("--rebuild", arguments->isRebuild,
-                     "Make the store from the manifests alone, for one that is damaged or lost");
-    command.add_flag("--dry-run", arguments->isDryRun, "Show what would be done, and do nothing");
+    Command command =
+        commandLine.addCommand("sync", "Make the store hold what the installed manifests list, and no more of its own");
+    command.addFlag("--rebuild", arguments->isRebuild,
+                    "Make the store from the manifests alone, for one that is damaged or lost");
+    command.addFlag("--dry-run", arguments->isDryRun, "Show what would be done, and do nothing");
     addWait(command, arguments->patience);
-    command.callback([arguments, &invocation] {
-        invocation.run = [arguments](const Options& options) { return sync(*arguments, options); };
-    });
+    command.setAction({[arguments](const Options& options) { return sync(*arguments, options); }});
 }
 
 } // namespace ctl

@@ -1,7 +1,6 @@
 #include "ctl/Commands.h"
 
 #include "ctl/CommandLine.h"
-#include "ctl/Invocation.h"
 #include "ctl/Json.h"
 #include "ctl/LoadedStore.h"
 #include "ctl/Manifest.h"
@@ -12,8 +11,6 @@
 #include "ctl/Text.h"
 #include "ctl/Verification.h"
 #include "vpn/Downloader/ManifestInfo.h"
-
-#include <CLI/CLI.hpp>
 
 #include <array>
 #include <cerrno>
@@ -198,15 +195,13 @@ Outcome verify(const VerifyArguments& arguments, const Options& options)
 
 } // namespace
 
-void addVerify(CLI::App& program, Invocation& invocation)
+void addVerify(CommandLine& commandLine)
 {
     const auto arguments = std::make_shared<VerifyArguments>();
-    CLI::App& command = *program.add_subcommand("verify", "Hold the machine against its manifests");
-    command.add_flag("--strays", arguments->showsStrays, "Show also what the store has and no manifest lists");
-    addTexts(command, "MANIFEST", arguments->manifests, "Manifests; without any, those that are installed");
-    command.callback([arguments, &invocation] {
-        invocation.run = [arguments](const Options& options) { return verify(*arguments, options); };
-    });
+    Command command = commandLine.addCommand("verify", "Hold the machine against its manifests");
+    command.addFlag("--strays", arguments->showsStrays, "Show also what the store has and no manifest lists");
+    command.addTexts("MANIFEST", arguments->manifests, "Manifests; without any, those that are installed");
+    command.setAction({[arguments](const Options& options) { return verify(*arguments, options); }});
 }
 
 } // namespace ctl

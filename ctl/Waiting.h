@@ -2,16 +2,14 @@
 
 #include <chrono>
 
-namespace CLI {
-class App;
-} // namespace CLI
-
 namespace ctl {
+
+class Command;
 
 /// How long a command waits for a lock that another one holds.
 constexpr std::chrono::seconds kPatience{60};
 
 /// Adds `--wait SECONDS` to a command that changes the store.
-void addWait(CLI::App& command, std::chrono::seconds& patience);
+void addWait(Command& command, std::chrono::seconds& patience);
 
 } // namespace ctl
