@@ -52,6 +52,12 @@ std::string unguarded(const std::string& argument)
     return argument.starts_with(kGuard) ? argument.substr(1) : argument;
 }
 
+/// Names the value of an option in the help, and where the value is missing.
+CLI::Option& withPlaceholder(CLI::Option& option, const std::string& placeholder)
+{
+    return *option.option_text(placeholder)->type_name(placeholder);
+}
+
 /// Adds what takes one text to a std::string or an optional one.
 template <typename Text>
 CLI::Option& addOneText(CLI::App& app, const std::string& name, const std::string& placeholder, Text& value,
@@ -61,7 +67,7 @@ CLI::Option& addOneText(CLI::App& app, const std::string& name, const std::strin
         value = unguarded(results.back());
         return true;
     };
-    return *app.add_option(name, take, description)->option_text(placeholder);
+    return withPlaceholder(*app.add_option(name, take, description), placeholder);
 }
 
 CLI::Option& addManyTexts(CLI::App& app, const std::string& name, const std::string& placeholder,
@@ -71,10 +77,8 @@ CLI::Option& addManyTexts(CLI::App& app, const std::string& name, const std::str
         std::transform(results.begin(), results.end(), std::back_inserter(values), unguarded);
         return true;
     };
-    return *app.add_option(name, take, description)
-                ->option_text(placeholder)
-                ->take_all()
-                ->expected(1, CLI::detail::expected_max_vector_size);
+    CLI::Option& option = withPlaceholder(*app.add_option(name, take, description), placeholder);
+    return *option.take_all()->expected(1, CLI::detail::expected_max_vector_size);
 }
 
 /// Adds an option that takes one of these words.
@@ -97,7 +101,7 @@ void addWord(CLI::App& app, const std::string& name, Value& value,
         }
         throw CLI::ValidationError(name, "it is one of " + separated);
     };
-    app.add_option(name, take, description)->option_text(words);
+    withPlaceholder(*app.add_option(name, take, description), words);
 }
 
 void addOptions(CLI::App& app, Invocation& invocation)
@@ -187,8 +191,8 @@ void Command::addSeconds(const std::string& name, std::chrono::seconds& value, s
 {
     const auto take = [&value](const long& seconds) { value = std::chrono::seconds(seconds); };
     m_app.add_option_function<long>(name, take, description)
-        ->check(CLI::Range(0L, static_cast<long>(most.count())))
-        ->option_text("SECONDS");
+        ->check(CLI::Range(0L, static_cast<long>(most.count())).description(""))
+        ->type_name("SECONDS");
 }
 
 Command Command::addChoice(const std::string& name)

@@ -45,6 +45,17 @@ class EverywhereTest(harness.CtlTest):
                 for line in run.err.splitlines():
                     self.assertTrue(line.startswith("obg_manifestctl: "), run)
 
+    def test_an_option_without_its_value_says_which_one_is_missing(self):
+        for arguments, value in ((["--root"], "--root: 1 required DIR"),
+                                 (["--color"], "--color: 1 required auto|always|never"),
+                                 (["list", "--kind"], "--kind: 1 required WORD"),
+                                 (["check", "--explain"], "--explain: 1 required RULE"),
+                                 (["lint", "--explain"], "--explain: 1 required RULE"),
+                                 (["sync", "--wait"], "--wait: 1 required SECONDS")):
+            with self.subTest(arguments):
+                self.assertRun(self.ctl(*arguments), 2, err=(
+                    f"obg_manifestctl: {value} missing\nobg_manifestctl: try obg_manifestctl --help\n"))
+
     def test_a_command_that_is_none_is_named(self):
         for arguments, complaint in ((["no-such", "x"], "there is no command no-such"),
                                      (["[a]"], "there is no command [a]"), (["--no"], "there is no option --no"),
