@@ -15,6 +15,7 @@
 #include <linux/limits.h>
 #include <sys/random.h>
 #include <sys/xattr.h>
+#include <unistd.h>
 
 namespace ctl {
 
@@ -40,9 +41,9 @@ std::string nameOf(const std::string& path)
     return path.substr(path.rfind('/') + 1);
 }
 
-Descriptor openFolderAt(const std::string& path)
+FileDescriptor openFolderAt(const std::string& path)
 {
-    return Descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return FileDescriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
 
 /// fsync, however often a signal comes in between.
@@ -209,15 +210,7 @@ bool AtomicFile::create()
 
 bool AtomicFile::write(std::string_view bytes)
 {
-    while (!bytes.empty()) {
-        const ssize_t size = ::write(m_new.number(), bytes.data(), bytes.size());
-        if (size > 0) {
-            bytes.remove_prefix(static_cast<std::size_t>(size));
-        } else if (size == 0 || errno != EINTR) {
-            return fail("cannot write", temporaryPath());
-        }
-    }
-    return true;
+    return m_new.write(bytes) || fail("cannot write", temporaryPath());
 }
 
 /// The owner goes first: a change of it takes bits off the mode. The mode goes last: an access list brings bits of its
@@ -289,7 +282,7 @@ std::string AtomicFile::temporaryPath() const
 DiskChange deleteFile(const std::string& path, std::string& error)
 {
     const std::string folderPath = folderOf(path);
-    const Descriptor folder = openFolderAt(folderPath);
+    const FileDescriptor folder = openFolderAt(folderPath);
     if (!folder.isOpen()) {
         return notDeleted(folderPath, error);
     }

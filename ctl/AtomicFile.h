@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ctl/Descriptor.h"
+#include "vpn/Common/Utility/FileDescriptor.h"
 
 #include <string>
 #include <string_view>
@@ -73,9 +73,9 @@ private:
     std::string m_folderPath;
     std::string m_name;
     std::string m_temporary;
-    Descriptor m_folder;
-    Descriptor m_old;
-    Descriptor m_new;
+    FileDescriptor m_folder;
+    FileDescriptor m_old;
+    FileDescriptor m_new;
     struct stat m_was
     {};
     std::string m_error;

@@ -1,5 +1,7 @@
 #include "ctl/Digest.h"
 
+#include "vpn/Common/Utility/FileDescriptor.h"
+
 #include <array>
 #include <cerrno>
 #include <vector>
@@ -7,7 +9,6 @@
 #include <fcntl.h>
 #include <openssl/evp.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace ctl {
 
@@ -50,64 +51,31 @@ std::string hexDigits(const unsigned char* bytes, std::size_t count)
     return text;
 }
 
-/// A file that is read from its start to its end; its number is -1, with the reason in errno, when it is none.
-class OpenFile
+/// Opens a regular file that is read from its start to its end. What is none gives none, with the reason in errno.
+FileDescriptor openFile(const std::string& path)
 {
-public:
-    explicit OpenFile(const std::string& path)
-        : m_number(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC))
-    {
-        struct stat info
-        {};
-        if (m_number == -1) {
-            return;
-        }
-        if (fstat(m_number, &info) != 0) {
-            giveUp(errno);
-        } else if (!S_ISREG(info.st_mode)) {
-            giveUp(S_ISDIR(info.st_mode) ? EISDIR : EINVAL);
-        } else {
-            static_cast<void>(posix_fadvise(m_number, 0, 0, POSIX_FADV_SEQUENTIAL));
-        }
+    FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat info
+    {};
+    if (!file.isOpen() || fstat(file.number(), &info) != 0) {
+        return FileDescriptor();
     }
-
-    ~OpenFile()
-    {
-        if (m_number != -1) {
-            close(m_number);
-        }
+    if (!S_ISREG(info.st_mode)) {
+        errno = S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
+        return FileDescriptor();
     }
+    static_cast<void>(posix_fadvise(file.number(), 0, 0, POSIX_FADV_SEQUENTIAL));
+    return file;
+}
 
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
-
-    int number() const { return m_number; }
-
-private:
-    void giveUp(int reason)
-    {
-        close(m_number);
-        m_number = -1;
-        errno = reason;
-    }
-
-    int m_number;
-};
-
-bool addAll(int file, Digest& digest)
+bool addAll(const FileDescriptor& file, Digest& digest)
 {
     thread_local std::vector<char> buffer(kReadStep);
-    for (;;) {
-        const ssize_t count = read(file, buffer.data(), buffer.size());
-        if (count == 0) {
-            return true;
-        }
-        if (count > 0) {
-            digest.add({buffer.data(), static_cast<std::size_t>(count)});
-        } else if (errno != EINTR) {
-            return false;
-        }
+    long count = -1;
+    while ((count = file.read(buffer.data(), buffer.size())) > 0) {
+        digest.add({buffer.data(), static_cast<std::size_t>(count)});
     }
+    return count == 0;
 }
 
 } // namespace
@@ -158,12 +126,12 @@ std::string sha256Of(std::string_view text)
 
 std::optional<std::string> sumOfFile(const std::string& path, HashType algorithm)
 {
-    const OpenFile file(path);
-    if (file.number() == -1) {
+    const FileDescriptor file = openFile(path);
+    if (!file.isOpen()) {
         return std::nullopt;
     }
     Digest digest(algorithm);
-    if (!addAll(file.number(), digest)) {
+    if (!addAll(file, digest)) {
         return std::nullopt;
     }
     std::string digits = digest.finish();

@@ -1,13 +1,12 @@
 #include "ctl/FileBytes.h"
 
-#include "ctl/Descriptor.h"
+#include "vpn/Common/Utility/FileDescriptor.h"
 
 #include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace ctl {
 
@@ -17,7 +16,7 @@ constexpr std::size_t kReadStep = 65536;
 
 /// Reads up to the end. Returns 0 or the reason why that failed. A size that the file claims is believed up to a limit;
 /// the byte behind it is for finding the end.
-int readAll(int descriptor, off_t claimedSize, std::string& bytes)
+int readAll(const FileDescriptor& file, off_t claimedSize, std::string& bytes)
 {
     constexpr off_t believed = off_t{16} << 20;
     bytes.resize(static_cast<std::size_t>(std::clamp<off_t>(claimedSize, 0, believed)) + 1);
@@ -26,10 +25,7 @@ int readAll(int descriptor, off_t claimedSize, std::string& bytes)
         if (held == bytes.size()) {
             bytes.resize(held + held / 2 + kReadStep);
         }
-        const ssize_t count = ::read(descriptor, bytes.data() + held, bytes.size() - held);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
+        const long count = file.read(bytes.data() + held, bytes.size() - held);
         held += count > 0 ? static_cast<std::size_t>(count) : 0;
         if (count <= 0) {
             bytes.resize(held);
@@ -44,7 +40,7 @@ FileBytes readPlace(const Place& place, bool mustBeRegular)
     if (place.error != 0) {
         return {{}, place.error};
     }
-    const Descriptor file(
+    const FileDescriptor file(
         open(place.actual.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | (mustBeRegular ? O_NONBLOCK : 0)));
     struct stat status
     {};
@@ -55,7 +51,7 @@ FileBytes readPlace(const Place& place, bool mustBeRegular)
         return {{}, S_ISDIR(status.st_mode) ? EISDIR : EINVAL};
     }
     FileBytes read;
-    read.error = readAll(file.number(), status.st_size, read.bytes);
+    read.error = readAll(file, status.st_size, read.bytes);
     return read;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ctl/Descriptor.h"
+#include "vpn/Common/Utility/FileDescriptor.h"
 
 #include <chrono>
 #include <string>
@@ -60,7 +60,7 @@ private:
     bool fail();
 
     std::string m_lockPath;
-    Descriptor m_file;
+    FileDescriptor m_file;
     bool m_isHeld = false;
     std::string m_error;
 };

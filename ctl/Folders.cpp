@@ -1,12 +1,13 @@
 #include "ctl/Folders.h"
 
-#include "ctl/Descriptor.h"
+#include "vpn/Common/Utility/FileDescriptor.h"
 
 #include <cerrno>
 #include <filesystem>
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace ctl {
 
@@ -16,7 +17,7 @@ constexpr mode_t kFolderMode = 0755;
 
 int syncFolder(const std::string& path)
 {
-    const Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const FileDescriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return folder.isOpen() && fsync(folder.number()) == 0 ? 0 : errno;
 }
 

@@ -1,6 +1,7 @@
 #include "ctl/Streams.h"
 
 #include "ctl/Text.h"
+#include "vpn/Common/Utility/FileDescriptor.h"
 
 #include <cerrno>
 #include <csignal>
@@ -21,21 +22,6 @@ constexpr std::string_view kLineAnew = "\r\033[K";
 constexpr std::string_view kNoWrap = "\033[?7l";
 constexpr std::string_view kWrap = "\033[?7h";
 
-bool writeAll(int descriptor, std::string_view text)
-{
-    while (!text.empty()) {
-        const ssize_t written = write(descriptor, text.data(), text.size());
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written < 0) {
-            return false;
-        }
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
-}
-
 /// Guards standard error, and whether a status stands there.
 std::mutex s_mutex;
 bool s_hasStatus = false;
@@ -44,7 +30,7 @@ bool s_hasStatus = false;
 void writeInPlaceOfStatus(std::string_view text)
 {
     std::string anew(s_hasStatus ? kLineAnew : "");
-    static_cast<void>(writeAll(STDERR_FILENO, anew.append(text)));
+    static_cast<void>(FileDescriptor::write(STDERR_FILENO, anew.append(text)));
     s_hasStatus = false;
 }
 
@@ -83,7 +69,7 @@ void ignoreSignalsOfWrites()
 
 bool writeResult(std::string_view text)
 {
-    return text.empty() || (writeAll(STDOUT_FILENO, text) && closes(STDOUT_FILENO));
+    return text.empty() || (FileDescriptor::write(STDOUT_FILENO, text) && closes(STDOUT_FILENO));
 }
 
 void complain(std::string_view text)

@@ -4,11 +4,12 @@
 
 #include <unistd.h>
 
-FileDescriptor::~FileDescriptor()
+void FileDescriptor::reset(int number)
 {
     if (isOpen()) {
         ::close(m_number);
     }
+    m_number = number;
 }
 
 long FileDescriptor::read(char* bytes, std::size_t size) const
@@ -20,14 +21,15 @@ long FileDescriptor::read(char* bytes, std::size_t size) const
     return count;
 }
 
-bool FileDescriptor::write(std::string_view bytes) const
+bool FileDescriptor::write(int number, std::string_view bytes)
 {
     while (!bytes.empty()) {
-        const ssize_t count = ::write(m_number, bytes.data(), bytes.size());
-        if (count < 0 && errno != EINTR) {
+        const ssize_t count = ::write(number, bytes.data(), bytes.size());
+        if (count > 0) {
+            bytes.remove_prefix(static_cast<std::size_t>(count));
+        } else if (count == 0 || errno != EINTR) {
             return false;
         }
-        bytes.remove_prefix(count < 0 ? 0 : static_cast<std::size_t>(count));
     }
     return true;
 }

@@ -3,11 +3,17 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include <fcntl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -61,6 +67,20 @@ private:
     {};
 };
 
+/** Has every write of this thread return 0 from now on, without having written anything. */
+void takeNothingOnThisThread()
+{
+    std::array<sock_filter, 4> filter{{
+        {BPF_LD | BPF_W | BPF_ABS, 0, 0, offsetof(seccomp_data, nr)},
+        {BPF_JMP | BPF_JEQ | BPF_K, 0, 1, __NR_write},
+        {BPF_RET | BPF_K, 0, 0, SECCOMP_RET_ERRNO},
+        {BPF_RET | BPF_K, 0, 0, SECCOMP_RET_ALLOW},
+    }};
+    const sock_fprog program{filter.size(), filter.data()};
+    ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+    ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
+}
+
 TEST(FileDescriptor, closesWhatItOwns)
 {
     const Pipe pipe;
@@ -72,6 +92,46 @@ TEST(FileDescriptor, closesWhatItOwns)
     }
     EXPECT_FALSE(isOpen(pipe.reading()));
     EXPECT_FALSE(isOpen(pipe.writing()));
+}
+
+TEST(FileDescriptor, handsWhatItOwnsOverToTheOneThatItIsMovedInto)
+{
+    const Pipe pipe;
+    {
+        FileDescriptor reading(pipe.reading());
+        FileDescriptor second(std::move(reading));
+        FileDescriptor third;
+        EXPECT_FALSE(third.isOpen());
+        third = std::move(second);
+        EXPECT_EQ(third.number(), pipe.reading());
+        EXPECT_TRUE(isOpen(pipe.reading()));
+    }
+    EXPECT_FALSE(isOpen(pipe.reading()));
+    close(pipe.writing());
+}
+
+TEST(FileDescriptor, closesWhatAnotherOneIsMovedInPlaceOf)
+{
+    const Pipe pipe;
+    FileDescriptor file(pipe.reading());
+    file = FileDescriptor(pipe.writing());
+    EXPECT_FALSE(isOpen(pipe.reading()));
+    file.reset();
+    EXPECT_FALSE(isOpen(pipe.writing()));
+    EXPECT_FALSE(file.isOpen());
+}
+
+TEST(FileDescriptor, leavesWhatItHasReleasedOpen)
+{
+    const Pipe pipe;
+    {
+        FileDescriptor file(pipe.reading());
+        EXPECT_EQ(file.release(), pipe.reading());
+        EXPECT_FALSE(file.isOpen());
+    }
+    EXPECT_TRUE(isOpen(pipe.reading()));
+    close(pipe.reading());
+    close(pipe.writing());
 }
 
 TEST(FileDescriptor, ofAFailedOpenIsNotOpenAndNothingIsReadFromIt)
@@ -129,6 +189,32 @@ TEST(FileDescriptor, leavesTheErrnoOfAWriteThatFailedBehindItsFirstPart)
     errno = 0;
     EXPECT_FALSE(writing.write(std::string(1'000'000, 'x')));
     EXPECT_EQ(errno, EAGAIN);
+}
+
+TEST(FileDescriptor, givesUpAWriteThatNothingComesOf)
+{
+    const Pipe pipe;
+    const FileDescriptor reading(pipe.reading());
+    const FileDescriptor writing(pipe.writing());
+    bool isWritten = true;
+    std::thread writer([&] {
+        takeNothingOnThisThread();
+        isWritten = writing.write("lost");
+    });
+    writer.join();
+    EXPECT_FALSE(isWritten);
+}
+
+TEST(FileDescriptor, writesIntoAFileOfSomebodyElseAndLeavesItOpen)
+{
+    const Pipe pipe;
+    const FileDescriptor reading(pipe.reading());
+    const FileDescriptor writing(pipe.writing());
+    EXPECT_TRUE(FileDescriptor::write(pipe.writing(), "six"));
+    std::array<char, 4> bytes{};
+    EXPECT_EQ(reading.read(bytes.data(), 3), 3);
+    EXPECT_STREQ(bytes.data(), "six");
+    EXPECT_TRUE(isOpen(pipe.writing()));
 }
 
 TEST(FileDescriptor, repeatsAReadThatASignalInterrupted)
