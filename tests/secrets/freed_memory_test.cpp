@@ -182,7 +182,6 @@ TEST_P(FreedMemory, holdsNothingOfAttributesReplacedClearedCopiedAndAssigned)
         EXPECT_EQ(copy, attributes);
         copy.addNVPair("a", longer);
         attributes = copy;
-        copy.allowAllUserOverrides();
         copy.clear();
         NVAttributes moved(std::move(attributes));
         moved.addNVPair("a", "harmless");

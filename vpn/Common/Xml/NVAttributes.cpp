@@ -47,13 +47,6 @@ bool NVAttributes::userOverrideAllowed(const std::string& name) const
     return found != nullptr && found->userOverride;
 }
 
-void NVAttributes::allowAllUserOverrides()
-{
-    for (Attribute& attribute : m_attributes) {
-        attribute.userOverride = true;
-    }
-}
-
 void NVAttributes::clear()
 {
     // Not left to the vector, which would keep its block, and short values in it, until later.

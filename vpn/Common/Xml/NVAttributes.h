@@ -32,9 +32,6 @@ public:
     /// The flag of `name`; false when there is no such attribute.
     bool userOverrideAllowed(const std::string& name) const;
 
-    /// Sets the flag of every attribute to true.
-    void allowAllUserOverrides();
-
     std::size_t numAttributes() const { return m_attributes.size(); }
 
     /// Wipes and removes everything.

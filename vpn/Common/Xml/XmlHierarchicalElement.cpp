@@ -184,8 +184,6 @@ void XmlHierarchicalElement::copyApartFromChildren(const XmlHierarchicalElement&
     m_name = other.m_name.c_str();
     m_value = other.m_value;
     m_attributes = other.m_attributes;
-    // A copy is the user's to change, whatever its source allowed.
-    m_attributes.allowAllUserOverrides();
 }
 
 /// Gives this node, which has no children, copies of those of `other` and of all below them.

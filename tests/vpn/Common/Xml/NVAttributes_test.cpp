@@ -198,20 +198,6 @@ TEST(NVAttributes, clearRemovesValuesAndFlags)
     EXPECT_TRUE(attributes.userOverrideAllowed("name"));
 }
 
-TEST(NVAttributes, allowingAllOverridesChangesNothingButTheFlags)
-{
-    NVAttributes attributes;
-    attributes.addNVPair("a", "1", false);
-    attributes.addNVPair("b", "2", true);
-    attributes.addNVPair("c", "", false);
-    attributes.allowAllUserOverrides();
-    NVAttributes expected;
-    for (const auto& [name, value] : {std::pair("a", "1"), std::pair("b", "2"), std::pair("c", "")}) {
-        expected.addNVPair(name, value, true);
-    }
-    EXPECT_EQ(attributes, expected);
-}
-
 TEST(NVAttributes, copiesAreIndependent)
 {
     NVAttributes source = oneAttribute("name", "value", false);
