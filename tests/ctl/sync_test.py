@@ -75,10 +75,10 @@ class SyncTest(harness.CtlTest):
                                            ("b.xml", "b", "exe", "1")])
 
     def test_manifests_are_the_xml_files_in_the_byte_order_of_their_names(self):
-        for name in ("b.xml", "B.xml", "9.xml", "10.xml", "a.xml.recorded", "a.XML", ".hidden.xml", "xml"):
+        for name in ("a.xml", "B.xml", "9.xml", "10.xml", "a.xml.recorded", "a.XML", ".hidden.xml", "xml"):
             self.lay(name, exe(name, "1"))
         self.sync()
-        self.assertStore(*((name, "exe", "1") for name in ("10.xml", "9.xml", "B.xml", "b.xml")))
+        self.assertStore(*((name, "exe", "1") for name in ("10.xml", "9.xml", "B.xml", "a.xml")))
 
     def test_twice_the_same_writes_nothing(self):
         self.lay("a.xml", exe("a", "1"))

@@ -125,13 +125,19 @@ class Triggers:
     @classmethod
     def build_successor(cls):
         """The posture module as a package in whose favour the core goes."""
-        samples = cls.packages / "samples"
+        return cls.build_with_words("posture-1", "successor", {
+            "deb/control": ("Depends:", f"Conflicts: {CORE}\nReplaces: {CORE}\n"),
+            "rpm/module.spec": ("BuildArch:", f"Obsoletes: {CORE} < 9\n")})
+
+    @classmethod
+    def build_with_words(cls, module, form, words):
+        """A module's package by templates that have more words: for each, what these stand in front of."""
+        samples = cls.packages / f"samples-{form}"
         shutil.copytree(SAMPLES, samples)
-        for template, before, words in (("deb/control", "Depends:", f"Conflicts: {CORE}\nReplaces: {CORE}\n"),
-                                        ("rpm/module.spec", "BuildArch:", f"Obsoletes: {CORE} < 9\n")):
+        for template, (behind, added) in words.items():
             text = (samples / template).read_text()
-            (samples / template).write_text(text.replace(before, words + before))
-        return cls.build("posture-1", "successor", samples)
+            (samples / template).write_text(text.replace(behind, added + behind))
+        return cls.build(module, form, samples)
 
     def setUp(self):
         base.empty_folder(self.system.database)
@@ -359,6 +365,16 @@ class RpmTriggers(Triggers, unittest.TestCase):
 
     def install_without_keeper(self, package):
         self.system.rpm("--upgrade", "--nodeps", package)
+
+    def test_an_upgrade_that_fails_in_the_middle_of_others_leaves_them_recorded(self):
+        failing = self.build_with_words("core-2", "failing", {"rpm/module.spec": ("%files", "%pre\nexit 1\n\n")})
+        self.system.install(self.core_1)
+        self.syncs()
+        done = self.system.install(failing, self.posture_1, check=False)
+        self.assertNotEqual(0, done.returncode)
+        self.assertNotIn("obg-manifestctl: sync: ", done.stdout)
+        self.assertEqual(1, self.syncs())
+        self.assert_store(CORE_1 + POSTURE_1)
 
     def test_an_upgrade_whose_sync_cannot_be_remembered_is_two(self):
         self.system.install(self.core_1)
