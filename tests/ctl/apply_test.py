@@ -403,6 +403,21 @@ class ApplyTest(harness.CtlTest):
         self.assertEqual(self.ctl("apply", "-i", self.manifest(exe("a", "1"))).status, 2)
         self.assertEqual(victim.read_text(), "untouched")
 
+    def test_a_lock_file_that_was_taken_away_and_made_anew_is_the_new_one(self):
+        log = SCRATCH / "trace"
+        LOCK.touch()
+        waiting = subprocess.Popen(
+            [*harness.STRACE, "-o", log, "-e", "trace=openat,flock", "-e", "inject=flock:delay_enter=2000000:when=1", CTL,
+             "apply", "--wait", "0", "-i", self.manifest(exe("a", "1"))], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+        self.wait_for(lambda: log.exists() and str(LOCK) in log.read_text())
+        LOCK.unlink()
+        with open(LOCK, "w") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            _, err = waiting.communicate()
+        self.assertEqual((waiting.returncode, err.decode()),
+                         (2, f"obg_manifestctl: {LOCK} is held by an unknown process\n"))
+        self.assertFalse(STORE.exists())
+
     # Many at once
 
     def test_of_fifty_at_once_none_is_lost_and_readers_see_whole_stores(self):
