@@ -25,6 +25,11 @@ struct Place
     std::function<std::string(const FileKind&)> text;
 };
 
+std::string word(const FileKind& kind)
+{
+    return std::string(kind.word);
+}
+
 std::string quoted(const FileKind& kind)
 {
     return '"' + std::string(kind.word) + '"';
@@ -39,11 +44,6 @@ std::string numberBytes(const FileKind& kind)
 {
     const std::string digits = "0123456789abcdef";
     return R"("\x)" + std::string{digits[kind.type / 16], digits[kind.type % 16]} + R"(\x00\x00\x00")";
-}
-
-std::string numberOf(const FileKind& kind)
-{
-    return quoted(kind) + ": " + std::to_string(kind.type) + ",";
 }
 
 /** What the page says that an entry needs. */
@@ -99,6 +99,15 @@ bool isOfThisSystem(const FileKind& kind)
     return kind.type != eFileTypeMsi && kind.type != eFileTypeMst && kind.type != eFileTypeDmg;
 }
 
+std::size_t occurrences(const std::string& text, const std::string& part)
+{
+    std::size_t count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
 void expectIn(const std::vector<Place>& places, const std::function<bool(const FileKind&)>& concerns)
 {
     for (const Place& place : places) {
@@ -119,8 +128,22 @@ TEST(Kinds, everyKindIsKnownWhereverTheKindsAreStated)
               {"fuzz/seeds/manifest", typeAttribute},
               {"fuzz/store.dict", numberBytes},
               {"bench/manifests.py", quoted},
-              {"tests/ctl/harness.py", numberOf}},
+              {"packaging/completions/obg_manifestctl.bash", word},
+              {"packaging/completions/obg_manifestctl.fish", word},
+              {"packaging/completions/obg_manifestctl.zsh", word}},
              [](const FileKind&) { return true; });
+}
+
+TEST(Kinds, everyListOfKindsInASchemaOfJsonIsWhole)
+{
+    // A list has all kinds or those that are stored: each kind stands in as many as one that has always been there.
+    for (const auto& file : std::filesystem::directory_iterator(sourceTree() + "/packaging/schemas")) {
+        const std::string text = file.path().extension() == ".json" ? readFile(file.path()) : "";
+        for (const FileKind& kind : kFileKinds) {
+            EXPECT_EQ(occurrences(text, quoted(kind)), occurrences(text, isStoredKind(kind) ? R"("exe")" : R"("l10n")"))
+                << file.path().filename() << " does not know the kind " << quoted(kind) << " everywhere";
+        }
+    }
 }
 
 TEST(Kinds, everyStoredKindIsKeptByThePeersThatTheToolIsMeasuredAgainst)

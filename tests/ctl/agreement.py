@@ -18,6 +18,7 @@ import struct
 import subprocess
 import sys
 
+import kinds
 import random_pairs
 
 ROOT = "/opt/orvanta/brightgate"
@@ -68,14 +69,14 @@ def number_of_entries(store):
         (kind,) = struct.unpack_from("<I", store, at)
         at += 4
         texts = []
-        if kind in {*random_pairs.RECORDED.values(), *random_pairs.NOT_RECORDED.values()}:
+        if kind in kinds.ALL.values():
             for _ in range(2):
                 count = struct.unpack_from("<I", store, at)[0] if at + 4 <= len(store) else 0
                 if count == 0 or at + 4 + count > len(store):
                     return 0
                 texts.append(store[at + 4:at + 3 + count].split(b"\0")[0])
                 at += 4 + count
-        if kind in random_pairs.RECORDED.values():
+        if kind in kinds.STORED.values():
             ids.add(texts[1])
     return len(ids)
 

@@ -5,10 +5,11 @@ import shutil
 import subprocess
 
 import harness
+import kinds
 import help as program_help
 
 COMPLETIONS = harness.SOURCE / "packaging/completions"
-KINDS = set(harness.NUMBER_OF_KIND)
+KINDS = set(kinds.ALL)
 
 
 class CompletionsTest(harness.CtlTest):

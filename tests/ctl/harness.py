@@ -25,6 +25,8 @@ import unittest
 
 import jsonschema
 
+import kinds
+
 ROOT = pathlib.Path("/opt/orvanta/brightgate")
 LEGACY_ROOT = pathlib.Path("/opt/orvanta/tessellink")
 STORE = ROOT / "VPNManifest.dat"
@@ -174,15 +176,9 @@ def text_field(text):
     return (len(text) + 1).to_bytes(4, "little") + text + b"\0"
 
 
-NUMBER_OF_KIND = {
-    "msi": 1, "exe": 2, "l10n": 3, "script": 4, "profile": 5, "mst": 8, "transform": 9, "binary": 10, "resource": 11,
-    "dmg": 13, "rpm": 17, "deb": 18,
-}
-
-
 def record(file_id, kind, version):
     """A record as a store holds it; `kind` is a word of the manifest or any number."""
-    number = NUMBER_OF_KIND.get(kind, kind)
+    number = kinds.ALL.get(kind, kind)
     return number.to_bytes(4, "little") + text_field(version) + text_field(file_id)
 
 

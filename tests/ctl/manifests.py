@@ -5,8 +5,9 @@ import random
 import xml.etree.ElementTree as ElementTree
 
 import harness
+import kinds
 
-KINDS = ["msi", "exe", "l10n", "script", "profile", "mst", "transform", "binary", "resource", "dmg", "rpm", "deb"]
+KINDS = list(kinds.ALL)
 SUMS = {"sha1": "1cd03ea6ae2213cf46df42b2234545331da55483",
         "sha256": "82af5c670b0891e4b5631d0a7b7062f4a6ec715260dd5d2af621e9a5e22a029d"}
 

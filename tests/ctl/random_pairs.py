@@ -10,11 +10,11 @@ import struct
 from collections import namedtuple
 from xml.sax.saxutils import quoteattr
 
+import kinds
+
 # mode is "-i" or "-x", store the bytes of the file or None where there is none, manifests a list of documents.
 Pair = namedtuple("Pair", "mode store manifests")
 
-RECORDED = {"msi": 1, "exe": 2, "script": 4, "dmg": 13, "rpm": 17, "deb": 18}
-NOT_RECORDED = {"l10n": 3, "profile": 5, "mst": 8, "transform": 9, "binary": 10, "resource": 11}
 IDS = ["VPNCore", "vpncore", "VPNCore-rpm", "a", "VPN Ger\u00e4t \u65e5\u672c", "R&D", "<\"'>", "x" * 300]
 VERSIONS = ["5.1.2.42", "5.1.4.74", "1", "2026.11-1~rc1", "v" * 90]
 # What only a store can hold: bytes that are not UTF-8, and "&" as it stands in one that a manifest was recorded in.
@@ -38,8 +38,8 @@ def store(draw):
 
 
 def record(draw):
-    kinds = RECORDED if draw.random() < 0.95 else NOT_RECORDED
-    kind = struct.pack("<I", draw.choice(list(kinds.values())))
+    numbers = kinds.STORED if draw.random() < 0.95 else kinds.DROPPED
+    kind = struct.pack("<I", draw.choice(list(numbers.values())))
     return kind + text(draw, draw.choice(VERSIONS).encode()) + text(draw, draw.choice(STORED_IDS))
 
 
@@ -64,7 +64,7 @@ def manifest(draw):
 def entry(draw):
     attributes = key(draw)
     children = "<uri>files/Tessellink.mo</uri>" + '<hash type="sha256">' + "0" * 64 + "</hash>"
-    kind = draw.choice(list(RECORDED) * 3 + list(NOT_RECORDED) + [None])
+    kind = draw.choice(list(kinds.STORED) * 3 + list(kinds.DROPPED) + [None])
     if kind is None:
         attributes["action"] = "copy"
     elif draw.random() < 0.1:

@@ -6,6 +6,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "tests/support/Kinds.h"
 #include "tests/tool/ToolTest.h"
 
 namespace obg::test {
@@ -130,6 +131,7 @@ std::vector<DamageCase> damageCases()
          {unknownType("6"), textCutShort(), notLoaded(375)},
          ""},
     };
+    const std::uint32_t behindAll = numberBehindAllKinds();
     // A whole record behind each unknown number shows that nothing more than the four bytes was taken.
     const std::pair<std::uint32_t, std::string> unknownNumbers[] = {{0, "0"},
                                                                     {6, "6"},
@@ -138,7 +140,7 @@ std::vector<DamageCase> damageCases()
                                                                     {14, "14"},
                                                                     {15, "15"},
                                                                     {16, "16"},
-                                                                    {19, "19"},
+                                                                    {behindAll, std::to_string(behindAll)},
                                                                     {31, "31"},
                                                                     {32, "32"},
                                                                     {33, "33"},

@@ -46,8 +46,8 @@ enum class InstalledManifestState
 ///     string := n, then n bytes, the last of them NUL
 ///
 /// Version stands before file id, the reverse of an entry's own order. What a reader does with a record is decided by
-/// its type: msi, exe, script, dmg, rpm and deb are kept, the other known types are read and dropped, and of an unknown
-/// type nothing but the type itself is consumed, so that the reader is out of step from there on.
+/// its type: of those that are known, isStored() ones are kept and the others read and dropped, and of an unknown type
+/// nothing but the type itself is consumed, so that the reader is out of step from there on.
 ///
 /// The file is loaded once, when the object is made; changes live in memory until WriteFile rewrites the file in place.
 /// No operation fails but WriteFile; problems with the file are logged, and GetState tells what came of loading it. An

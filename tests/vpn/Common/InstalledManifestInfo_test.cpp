@@ -23,6 +23,7 @@
 #include "tests/support/Bytes.h"
 #include "tests/support/FailingReads.h"
 #include "tests/support/Files.h"
+#include "tests/support/Kinds.h"
 #include "tests/support/PrivateMachine.h"
 #include "tests/support/Privileges.h"
 #include "tests/support/StoreRecords.h"
@@ -449,22 +450,23 @@ TEST_F(InstalledManifestInfo, leavesAnEntryAloneWhenADroppedRecordHasItsId)
 
 TEST_F(InstalledManifestInfo, takesFourBytesForAnUnknownTypeAndGoesOn)
 {
-    constexpr std::array<std::pair<std::uint32_t, std::int32_t>, 16> types{{{0, 0},
-                                                                            {6, 6},
-                                                                            {7, 7},
-                                                                            {12, 12},
-                                                                            {14, 14},
-                                                                            {15, 15},
-                                                                            {16, 16},
-                                                                            {19, 19},
-                                                                            {31, 31},
-                                                                            {32, 32},
-                                                                            {33, 33},
-                                                                            {50, 50},
-                                                                            {0x10001, 65537},
-                                                                            {0x7FFFFFFF, 2147483647},
-                                                                            {0x80000000, -2147483647 - 1},
-                                                                            {0xFFFFFFFF, -1}}};
+    constexpr std::array<std::pair<std::uint32_t, std::int32_t>, 16> types{
+        {{0, 0},
+         {6, 6},
+         {7, 7},
+         {12, 12},
+         {14, 14},
+         {15, 15},
+         {16, 16},
+         {numberBehindAllKinds(), static_cast<std::int32_t>(numberBehindAllKinds())},
+         {31, 31},
+         {32, 32},
+         {33, 33},
+         {50, 50},
+         {0x10001, 65537},
+         {0x7FFFFFFF, 2147483647},
+         {0x80000000, -2147483647 - 1},
+         {0xFFFFFFFF, -1}}};
     for (const auto& [type, number] : types) {
         EXPECT_EQ(load(storeHeader() + u32le(type) + kWhole), kWholeLoaded) << type;
         expectLogged({unknownType(number)});
@@ -480,8 +482,8 @@ TEST_F(InstalledManifestInfo, takesTheStringsOfAnUnknownRecordForRecords)
 
 TEST_F(InstalledManifestInfo, ofUnknownTypesOnlyIsEmptyWithARecordForEach)
 {
-    EXPECT_THAT(load(storeHeader() + u32le(7) + u32le(0) + u32le(19)), IsEmpty());
-    expectLogged({unknownType(7), unknownType(0), unknownType(19)});
+    EXPECT_THAT(load(storeHeader() + u32le(7) + u32le(0) + u32le(16)), IsEmpty());
+    expectLogged({unknownType(7), unknownType(0), unknownType(16)});
 }
 
 TEST_F(InstalledManifestInfo, updatesTheEarlierEntryWhenAnIdRepeats)

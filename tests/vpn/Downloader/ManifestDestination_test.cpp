@@ -12,6 +12,7 @@
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Files.h"
+#include "tests/support/Kinds.h"
 
 namespace {
 
@@ -37,8 +38,12 @@ std::vector<ManifestFileType> allTypes()
 
 /** Numbers that are no kind of file. */
 constexpr ManifestFileType kUnknownTypes[] = {
-    static_cast<ManifestFileType>(6),  static_cast<ManifestFileType>(7),  static_cast<ManifestFileType>(12),
-    static_cast<ManifestFileType>(16), static_cast<ManifestFileType>(19), static_cast<ManifestFileType>(0xFFFFFFFF),
+    static_cast<ManifestFileType>(6),
+    static_cast<ManifestFileType>(7),
+    static_cast<ManifestFileType>(12),
+    static_cast<ManifestFileType>(16),
+    static_cast<ManifestFileType>(obg::test::numberBehindAllKinds()),
+    static_cast<ManifestFileType>(0xFFFFFFFF),
 };
 
 /** An object for its operations, of the current root or of the legacy one. */
