@@ -6,7 +6,7 @@ import sqlite3
 import subprocess
 import sys
 
-from runs import AGAIN, RECORD, SCRATCH, STRIKE, expect_equal
+from runs import AGAIN, RECORD, SCRATCH, STRIKE, Floor, expect_equal
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 PACKAGE = "bench-files"
@@ -17,7 +17,7 @@ def quietly(*command, **options):
     return subprocess.run(command, check=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, **options).stdout
 
 
-class SqliteScript:
+class SqliteScript(Floor):
     """A script that reads the manifest and keeps a SQLite table of the entries that the tool would keep."""
 
     database = SCRATCH + "/installed.sqlite"
@@ -44,7 +44,7 @@ class SqliteScript:
         expect_equal(self.name, mode, sample, found, [] if mode == STRIKE else expected)
 
 
-class PackageManager:
+class PackageManager(Floor):
     """Keeps one package with an empty file for each entry of the manifest. Subclasses say how."""
 
     def __init__(self):
