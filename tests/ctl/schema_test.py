@@ -39,7 +39,7 @@ class GeneratedTest(harness.CtlTest):
 class SchemaTest(GeneratedTest):
     def test_good_examples_are_valid(self):
         paths = [*harness.SOURCE.glob("examples/[!b]*.xml"), *harness.SOURCE.glob("packaging/sample/**/manifest/*.xml")]
-        self.assertEqual(len(paths), 10)
+        self.assertGreaterEqual(len(paths), 10)
         self.assertEqual([path for path, is_valid in verdicts(RNG, paths).items() if not is_valid], [])
 
     def test_bad_examples_are_not(self):
