@@ -10,7 +10,6 @@
 #include "ctl/Streams.h"
 #include "ctl/Text.h"
 #include "ctl/Waiting.h"
-#include "vpn/Common/InstalledManifestInfo.h"
 #include "vpn/Downloader/ManifestInfo.h"
 
 #include <memory>
@@ -71,7 +70,7 @@ std::string jsonOf(const StorePlan& plan)
         changes.push_back(objectOf(planned.change, planned.id, planned.before, planned.listed));
     }
     document["changed"] = !plan.changesNothing();
-    document["result"] = resultOf(plan.bytes(), plan.load().GetEntries().size());
+    document["result"] = resultOf(plan.bytes(), plan.afterwards().entries.size());
     return rendered(document);
 }
 
@@ -85,7 +84,7 @@ std::string textOf(const StorePlan& plan)
         }
     }
     return table.text() +
-           storeAfterwards(plan.bytes(), plan.load().GetEntries().size(), plan.changesNothing(), Tense::Done);
+           storeAfterwards(plan.bytes(), plan.afterwards().entries.size(), plan.changesNothing(), Tense::Done);
 }
 
 Applied commit(StoreFile& store, const StorePlan& plan, const Options& options, Delivery& delivery)

@@ -8,7 +8,6 @@
 #include "ctl/Progress.h"
 #include "ctl/StorePlan.h"
 #include "ctl/Text.h"
-#include "vpn/Common/InstalledManifestInfo.h"
 #include "vpn/Downloader/ManifestInfo.h"
 
 #include <memory>
@@ -36,15 +35,15 @@ std::string jsonOf(const StorePlan& plan)
         document.element(objectOf(planned.change, planned.id, planned.before, planned.listed));
     }
     document.close();
-    document.member("result", resultOf(plan.bytes(), plan.load().GetEntries().size()));
+    document.member("result", resultOf(plan.bytes(), plan.afterwards().entries.size()));
     return document.text();
 }
 
 std::string endOf(const StorePlan& plan)
 {
-    const CInstalledManifestInfo store = plan.load();
-    const std::size_t count = store.GetEntries().size();
-    if (plan.changesNothing() || !plan.bytes() || store.GetState() == InstalledManifestState::Good) {
+    const StoreWalk store = plan.afterwards();
+    const std::size_t count = store.entries.size();
+    if (plan.changesNothing() || !plan.bytes() || store.isGood()) {
         return storeAfterwards(plan.bytes(), count, plan.changesNothing(), Tense::Planned);
     }
     return "The store would be damaged: a reader would get " + std::to_string(count) +

@@ -9,6 +9,11 @@ namespace ctl {
 
 namespace {
 
+std::string_view fileOf(const std::optional<std::string>& bytes)
+{
+    return bytes ? std::string_view(*bytes) : std::string_view();
+}
+
 /// What the store holds of the id. An entry of a kind that is not recorded may stand in memory, but never in the file.
 std::optional<KindAndVersion> recordedAs(const CInstalledManifestInfo& store, const std::string& id)
 {
@@ -70,14 +75,14 @@ bool isUnholdable(const std::string& id, ManifestFileType kind, const std::strin
 
 StorePlan::StorePlan(std::optional<std::string> bytes) : m_before(std::move(bytes)), m_bytes(m_before) {}
 
-CInstalledManifestInfo StorePlan::load() const
+StoreWalk StorePlan::afterwards() const
 {
-    return loadStore(m_bytes ? std::string_view(*m_bytes) : std::string_view());
+    return walkStore(fileOf(m_bytes), Detail::Entries);
 }
 
 void StorePlan::run(RunMode mode, const CManifestInfo& manifest)
 {
-    CInstalledManifestInfo store = load();
+    CInstalledManifestInfo store = loadStore(fileOf(m_bytes));
     for (const ManifestFileInfo* file : manifest.getFileList()) {
         if (file == nullptr) {
             continue;

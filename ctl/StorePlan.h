@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ctl/StoreWalk.h"
 #include "vpn/Common/ManifestFileType.h"
 
 #include <optional>
@@ -7,7 +8,6 @@
 #include <string_view>
 #include <vector>
 
-class CInstalledManifestInfo;
 class CManifestInfo;
 struct ManifestFileInfo;
 
@@ -84,8 +84,8 @@ public:
     /// Whether the file would be, to the byte, what it is.
     bool changesNothing() const { return m_bytes == m_before; }
 
-    /// The store as the tool would load it after the last run.
-    CInstalledManifestInfo load() const;
+    /// What a reader of the store gets after the last run: views into `bytes()`.
+    StoreWalk afterwards() const;
 
 private:
     const std::optional<std::string> m_before;

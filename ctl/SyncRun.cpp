@@ -6,6 +6,7 @@
 #include "ctl/StateFile.h"
 #include "ctl/StoreBytes.h"
 #include "ctl/StoreFile.h"
+#include "ctl/StoreWalk.h"
 #include "vpn/Common/InstalledManifestInfo.h"
 #include "vpn/Common/InstalledManifestReader.h"
 
@@ -112,7 +113,7 @@ bool SyncRun::run()
     }
     if (isSettled()) {
         leaveStore();
-        m_synced.plan.entries = m_store.bytes() ? loadStore(*m_store.bytes()).GetEntries().size() : 0;
+        m_synced.plan.entries = m_store.bytes() ? walkStore(*m_store.bytes(), Detail::Entries).entries.size() : 0;
         return m_deliver(m_synced);
     }
     return planChanges() && (m_arguments.isDryRun ? m_deliver(m_synced) : write());
