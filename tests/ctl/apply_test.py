@@ -177,6 +177,7 @@ class ApplyTest(harness.CtlTest):
             "obg_manifestctl: nothing was changed; the result on standard output does not hold\n")))
         self.assertStands(content)
 
+    @harness.uncounted("the result is not the last that a counting program writes")
     def test_a_terminal_gets_the_result_when_the_lock_has_been_given_back(self):
         with terminal() as (screen, shown):
             log = SCRATCH / "trace"
@@ -255,7 +256,8 @@ class ApplyTest(harness.CtlTest):
         self.ctl("apply", "-i", self.manifest(exe("a", "2")), status=0)
         self.assertStands(store_bytes(("a", "exe", "2"), ("b", "exe", "1")))
 
-    def test_a_full_disk_is_said_and_nothing_is_lost(self):
+    @harness.uncounted("the limit would cut the counts short")
+    def test_a_limit_on_the_size_of_files_is_said_and_nothing_is_lost(self):
         content = self.lay_store(("a", "exe", "1"))
         many = self.manifest(*(exe(f"module-{n}", "1") for n in range(1000)))
         run = self.ctl("apply", "-i", many, before=["prlimit", "--fsize=4096"])
@@ -263,6 +265,9 @@ class ApplyTest(harness.CtlTest):
         self.assertRegex(run.err, r"^obg_manifestctl: cannot write /opt/orvanta/brightgate/\.VPNManifest\.dat\.obg-"
                                   r"[0-9a-f]{32}: File too large\n$")
         self.assertStands(content)
+
+    def test_a_full_disk_is_said_and_nothing_is_lost(self):
+        many = self.manifest(*(exe(f"module-{n}", "1") for n in range(1000)))
         subprocess.run(["mount", "-t", "tmpfs", "-o", "size=16k", "tmpfs", ROOT], check=True)
         try:
             content = self.lay_store(("a", "exe", "1"))

@@ -264,6 +264,7 @@ class CheckTest(harness.CtlTest):
                 self.assertEqual(STORE.read_bytes(), store_bytes(*entries, ("new", "exe", "1")))
                 self.assertTrue(all(finding["offset"] < max(size, 1) for finding in found["findings"]))
 
+    @harness.uncounted("counting takes too long")
     def test_hostile_counts_and_noise_take_memory_in_proportion(self):
         files = []
         for name, store in (("count", HEADER + number(2) + number(0xFFFFFFFF) + bytes(1_000_000)),

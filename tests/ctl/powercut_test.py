@@ -20,6 +20,7 @@ def files_now():
     return {str(path): path.read_bytes() for path in found if path.is_file() and path.suffix != ".lock"}
 
 
+@harness.uncounted("the counts are writes, too")
 class PowerCutTest(harness.CtlTest):
     def setUp(self):
         super().setUp()
