@@ -92,6 +92,13 @@ class SyncTest(harness.CtlTest):
         self.sync(status=1)
         self.assertUntouched(lambda: self.sync(status=1))
 
+    def test_manifests_that_are_as_the_last_run_left_them_are_not_parsed_again(self):
+        log = SCRATCH / "trace"
+        for version, is_parsed in (("1", True), ("1", False), ("2", True)):
+            self.lay("a.xml", exe("a", version))
+            self.sync(before=[*harness.STRACE, "-e", "trace=openat", "-o", log])
+            self.assertEqual("libxml2" in log.read_text(), is_parsed)
+
     def test_a_changed_manifest(self):
         self.lay("a.xml", exe("a", "1"), exe("gone", "1"), exe("same", "1"))
         self.sync()
