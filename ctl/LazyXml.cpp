@@ -3,7 +3,6 @@
 #include "ctl/LazyLibrary.h"
 
 #include <libxml/SAX2.h>
-#include <libxml/encoding.h>
 #include <libxml/parser.h>
 
 namespace {
@@ -53,45 +52,13 @@ void xmlStopParser(xmlParserCtxtPtr context)
     function(context);
 }
 
-#if LIBXML_VERSION < 21400
-xmlBufferPtr xmlBufferCreate(void)
+#if LIBXML_VERSION >= 21500
+int xmlCtxtGetInputPosition(xmlParserCtxtPtr context, int index, const char** name, int* line, int* column,
+                            unsigned long* offset)
 {
-    static const auto function = xmlFunction("xmlBufferCreate", &xmlBufferCreate);
-    return function();
+    static const auto function = xmlFunction("xmlCtxtGetInputPosition", &xmlCtxtGetInputPosition);
+    return function(context, index, name, line, column, offset);
 }
-
-void xmlBufferFree(xmlBufferPtr buffer)
-{
-    static const auto function = xmlFunction("xmlBufferFree", &xmlBufferFree);
-    function(buffer);
-}
-
-int xmlBufferAdd(xmlBufferPtr buffer, const xmlChar* text, int size)
-{
-    static const auto function = xmlFunction("xmlBufferAdd", &xmlBufferAdd);
-    return function(buffer, text, size);
-}
-
-int xmlBufferLength(const xmlBuffer* buffer)
-{
-    static const auto function = xmlFunction("xmlBufferLength", &xmlBufferLength);
-    return function(buffer);
-}
-
-int xmlCharEncOutFunc(xmlCharEncodingHandler* encoder, xmlBufferPtr encoded, xmlBufferPtr decoded)
-{
-    static const auto function = xmlFunction("xmlCharEncOutFunc", &xmlCharEncOutFunc);
-    return function(encoder, encoded, decoded);
-}
-#else
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-long xmlByteConsumed(xmlParserCtxtPtr context)
-{
-    static const auto function = xmlFunction("xmlByteConsumed", &xmlByteConsumed);
-    return function(context);
-}
-#pragma GCC diagnostic pop
 #endif
 
 int xmlSAX2GetLineNumber(void* context)

@@ -1,90 +1,121 @@
 #include "vpn/Common/Xml/BytesRead.h"
 
 #include <algorithm>
-#include <limits>
-#include <memory>
+#include <array>
 
-#include <libxml/encoding.h>
 #include <libxml/parser.h>
-#include <libxml/xmlIO.h>
-
-#if LIBXML_VERSION < 21400
+#include <strings.h>
 
 namespace {
 
-struct BufferDeleter
-{
-    void operator()(xmlBufferPtr buffer) const { xmlBufferFree(buffer); }
-};
-using Buffer = std::unique_ptr<xmlBuffer, BufferDeleter>;
+const iconv_t kNone = reinterpret_cast<iconv_t>(-1); // NOLINT(performance-no-int-to-ptr): as iconv_open has it
 
-/// How many bytes a text takes in another encoding; 0 where that cannot be had.
-std::size_t encodedSize(xmlCharEncodingHandlerPtr encoder, const xmlChar* text, std::size_t size)
+/// The encoding that the XML declaration of a document names, or an empty view at its beginning.
+std::string_view declaredEncoding(std::string_view text)
 {
-    const Buffer decoded(xmlBufferCreate());
-    const Buffer encoded(xmlBufferCreate());
-    if (decoded == nullptr || encoded == nullptr || size > std::numeric_limits<int>::max() / 8 ||
-        xmlBufferAdd(decoded.get(), text, static_cast<int>(size)) != 0) {
-        return 0;
+    const std::string_view declaration = text.substr(0, text.find("?>"));
+    const std::size_t begin = declaration.find_first_of("'\"", declaration.find("encoding"));
+    if (!declaration.starts_with("<?xml") || begin == std::string_view::npos) {
+        return text.substr(0, 0);
     }
-    while (xmlBufferLength(decoded.get()) > 0) {
-        const int before = xmlBufferLength(decoded.get());
-        if (xmlCharEncOutFunc(encoder, encoded.get(), decoded.get()) < 0 || xmlBufferLength(decoded.get()) == before) {
-            return 0;
-        }
-    }
-    return static_cast<std::size_t>(xmlBufferLength(encoded.get()));
+    const std::string_view quoted = declaration.substr(begin + 1);
+    return quoted.substr(0, quoted.find(declaration[begin]));
+}
+
+/// Null for UTF-8, and for encodings that iconv does not know. A declaration that could be read byte by byte is not in
+/// UTF-16 or UTF-32, whatever it says, and libxml2 then takes the document for UTF-8.
+iconv_t openDecoder(std::string_view encoding)
+{
+    const std::string name(encoding);
+    return name.empty() || ::strncasecmp(name.c_str(), "UTF", 3) == 0 ? kNone : ::iconv_open("UTF-8", name.c_str());
 }
 
 } // namespace
 
-/// 0 where what was read since then is not at hand any more.
-std::size_t BytesRead::countSinceLast(std::size_t decoded) const
+BytesRead::BytesRead(xmlParserCtxtPtr document, std::string_view text) : m_document(document), m_text(text)
 {
-    const xmlParserInput& input = *m_document->input;
-    if (m_encoder != input.buf->encoder || decoded < m_decoded || m_decoded < input.consumed) {
-        return 0;
-    }
-    return encodedSize(m_encoder, input.base + (m_decoded - input.consumed), decoded - m_decoded);
+    const std::string_view encoding = declaredEncoding(text);
+    m_decoder = openDecoder(encoding);
+    m_switch = static_cast<std::size_t>(encoding.data() - text.data()) + encoding.size() + 1;
 }
 
-/// All that was taken from the document, without what is decoded and not yet read.
-std::size_t BytesRead::countFromTheEnd() const
+BytesRead::~BytesRead()
 {
-    const xmlParserInput& input = *m_document->input;
-    const std::size_t unread =
-        encodedSize(input.buf->encoder, input.cur, static_cast<std::size_t>(input.end - input.cur));
-    return input.buf->rawconsumed - std::min<std::size_t>(unread, input.buf->rawconsumed);
+    if (hasDecoder()) {
+        ::iconv_close(m_decoder);
+    }
 }
 
-std::size_t BytesRead::count()
+bool BytesRead::hasDecoder() const
 {
-    const xmlParserInput* input = m_document->input;
-    if (input == nullptr) {
-        return 0;
-    }
-    const std::size_t decoded = input->consumed + static_cast<std::size_t>(input->cur - input->base);
-    if (input->buf == nullptr || input->buf->encoder == nullptr) {
-        return decoded;
-    }
-    if (m_encoder != input->buf->encoder || decoded != m_decoded) {
-        const std::size_t more = countSinceLast(decoded);
-        m_raw = more != 0 ? m_raw + more : countFromTheEnd();
-        m_encoder = input->buf->encoder;
-        m_decoded = decoded;
-    }
-    return m_raw;
+    return m_decoder != kNone;
+}
+
+#if LIBXML_VERSION < 21500
+
+namespace {
+
+/// That of the document itself, which those of its entities lie upon.
+const xmlParserInput& inputOf(const xmlParserCtxt& document)
+{
+    return *document.inputTab[0];
+}
+
+} // namespace
+
+bool BytesRead::isDecoded() const
+{
+    const xmlParserInput& input = inputOf(*m_document);
+    return hasDecoder() && input.buf != nullptr && input.buf->encoder != nullptr;
+}
+
+/// libxml2 begins to count anew where it begins to decode.
+std::size_t BytesRead::countDecoded() const
+{
+    const xmlParserInput& input = inputOf(*m_document);
+    const std::size_t counted = input.consumed + static_cast<std::size_t>(input.cur - input.base);
+    return isDecoded() ? m_switch + counted : counted;
 }
 
 #else
 
-std::size_t BytesRead::count()
+bool BytesRead::isDecoded() const
 {
-#pragma GCC diagnostic push
-    // Deprecated from 2.15 on, where nothing else tells the document's bytes from those that they were decoded to.
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    return static_cast<std::size_t>(std::max(xmlByteConsumed(m_document), 0L));
-#pragma GCC diagnostic pop
+    return hasDecoder();
+}
+
+std::size_t BytesRead::countDecoded() const
+{
+    unsigned long decoded = 0;
+    xmlCtxtGetInputPosition(m_document, 0, nullptr, nullptr, nullptr, &decoded);
+    return decoded;
 }
 
 #endif
+
+/// Stops early where the text ends or is broken.
+void BytesRead::decodeTo(std::size_t decoded)
+{
+    std::array<char, 4096> scratch; // NOLINT(cppcoreguidelines-pro-type-member-init): nobody reads it
+    for (bool goesOn = true; goesOn && m_decoded < decoded;) {
+        char* in = const_cast<char*>(m_text.data() + m_raw);
+        char* out = scratch.data();
+        std::size_t left = m_text.size() - m_raw;
+        const std::size_t room = std::min(decoded - m_decoded, scratch.size());
+        std::size_t free = room;
+        ::iconv(m_decoder, &in, &left, &out, &free);
+        goesOn = free < room;
+        m_raw = m_text.size() - left;
+        m_decoded += room - free;
+    }
+}
+
+std::size_t BytesRead::count()
+{
+    const std::size_t decoded = countDecoded();
+    if (!isDecoded()) {
+        return decoded;
+    }
+    decodeTo(decoded);
+    return m_raw;
+}

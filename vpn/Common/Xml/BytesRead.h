@@ -1,33 +1,41 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
+#include <string_view>
 
-// The names are those of libxml2.
-struct _xmlCharEncodingHandler; // NOLINT(bugprone-reserved-identifier)
-struct _xmlParserCtxt;          // NOLINT(bugprone-reserved-identifier)
+#include <iconv.h>
+
+struct _xmlParserCtxt; // NOLINT(bugprone-reserved-identifier): libxml2's name
 
 /// Counts how many bytes of a document libxml2 has read, in the encoding of the document.
 ///
-/// From 2.14 on libxml2 is asked. Before, it decodes the whole document at once, and counts by encoding again what it
-/// has yet to read: that takes the square of the time when it is asked at each tag, and is wrong by all but 32,000
-/// bytes for the encodings that it converts by itself. Here only what was read since the last question is encoded
-/// again.
+/// libxml2 itself counts what it has decoded to UTF-8. Where the document is in another encoding, it is decoded here
+/// once more, from the last question to where that count stands now.
 class BytesRead
 {
 public:
-    /// `document` is the context of the whole document, and stays the caller's.
-    explicit BytesRead(_xmlParserCtxt* document) : m_document(document) {}
+    /// `document` is the context of the whole document, `text` what libxml2 sees of it; both stay the caller's. Without
+    /// the text the count is that of the decoded bytes.
+    BytesRead(_xmlParserCtxt* document, std::string_view text);
+    ~BytesRead();
+    BytesRead(const BytesRead&) = delete;
+    BytesRead& operator=(const BytesRead&) = delete;
 
-    /// 0 where libxml2 cannot tell.
     std::size_t count();
 
 private:
-    std::size_t countFromTheEnd() const;
-    std::size_t countSinceLast(std::size_t decoded) const;
+    bool hasDecoder() const;
+    bool isDecoded() const;
+    std::size_t countDecoded() const;
+    void decodeTo(std::size_t decoded);
 
     _xmlParserCtxt* m_document;
-    /// At the last question: the handler of the encoding, null for UTF-8; how much was read, decoded and as it was.
-    _xmlCharEncodingHandler* m_encoder = nullptr;
-    std::size_t m_decoded = 0;
+    std::string_view m_text;
+    /// Where the name of the encoding and its quotation mark end in the text: from there on the text is decoded.
+    std::size_t m_switch = 0;
+    iconv_t m_decoder;
+    /// At the last question: how far the text was read, and how many bytes came of that.
     std::size_t m_raw = 0;
+    std::size_t m_decoded = 0;
 };

@@ -40,6 +40,8 @@ struct Document
     ContextPtr context;
     /// What stands before, which libxml2 is not shown.
     XmlPosition begin{0, 0};
+    /// What libxml2 is shown; empty where that may go while it is parsed.
+    std::string_view text;
 };
 
 /// A parse at work. The callbacks find it here, because libxml2 hands them a context of its own inside entities, whose
@@ -48,7 +50,7 @@ class Parse
 {
 public:
     Parse(const Document& document, XmlWatcher* watcher)
-        : m_document(document), m_input(document.context->input), m_bytesRead(document.context.get()),
+        : m_document(document), m_input(document.context->input), m_bytesRead(document.context.get(), document.text),
           m_watcher(watcher), m_outer(s_current)
     {
         s_current = this;
@@ -254,7 +256,9 @@ std::uint32_t QrnSaxParser::startParser(const std::string& input, XmlParserInput
 
 std::uint32_t QrnSaxParser::startWatchedParser(const std::string& document, XmlWatcher& watcher)
 {
-    return run(openBuffer(document), m_sink, &watcher);
+    Document opened = openBuffer(document);
+    opened.text = std::string_view(document).substr(opened.begin.offset);
+    return run(opened, m_sink, &watcher);
 }
 
 XmlPosition QrnSaxParser::position()

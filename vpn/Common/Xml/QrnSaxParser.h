@@ -24,7 +24,8 @@ struct XmlPosition
 {
     /// Counted from 1; 0 says that there is no such place.
     int line = 0;
-    /// In bytes from the beginning of the input as it was given, blanks and byte order mark included.
+    /// In bytes from the beginning of the input as it was given, blanks and byte order mark included. Unless the parse
+    /// is watched, the bytes of another encoding than UTF-8 are counted as they are in UTF-8.
     std::size_t offset = 0;
 };
 
@@ -46,12 +47,13 @@ public:
     /// taken for an attack: its parse is stopped and fails.
     std::uint32_t startParser(const std::string& input, XmlParserInputType type);
 
-    /// The same for a document in memory, with somebody who watches what the sink is given.
+    /// The same for a document in memory, with somebody who watches what the sink is given. `document` is looked at up
+    /// to the end.
     std::uint32_t startWatchedParser(const std::string& document, XmlWatcher& watcher);
 
     /// For a sink, while it handles an event: how far libxml2 has read. At a start tag and its attributes that is right
     /// behind the last attribute or the name, at an end tag behind its ">", so that the tag's "<" is the last one
-    /// before the offset. What an entity brings stands where libxml2 counts it. Costs nothing unless it is asked for;
+    /// before the offset. What an entity brings stands where it is referred to. Costs nothing unless it is asked for;
     /// in other encodings than UTF-8 the answer takes time in proportion to what was read since the last one.
     ///
     /// It is the innermost parse at work on this thread that answers; without one the position is that of nothing.

@@ -414,7 +414,7 @@ TEST(QrnSaxParser, aSinkMayParseWhileItIsParsedInto)
 }
 
 /** Notes at each event how far the parse has come: the line, and what stands last before the offset. */
-class Places final : public XmlMgr
+class Places final : public XmlMgr, public XmlWatcher
 {
 public:
     explicit Places(std::string document) : m_document(std::move(document)) {}
@@ -423,6 +423,8 @@ public:
     void endElement(const std::string&) override { note(); }
     void setElementValue(const std::string&) override {}
     void addAttribute(const std::string&, const std::string&) override { note(); }
+    void seeText(std::string_view, bool) override {}
+    void seeAttribute(std::string_view, std::string_view) override {}
 
     Events events;
 
@@ -441,7 +443,7 @@ private:
 Events placesIn(const std::string& document)
 {
     Places sink(document);
-    EXPECT_EQ(QrnSaxParser(&sink).startParser(document, XmlInputBuffer), kSuccess) << document;
+    EXPECT_EQ(QrnSaxParser(&sink).startWatchedParser(document, sink), kSuccess) << document;
     return sink.events;
 }
 
