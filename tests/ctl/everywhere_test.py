@@ -65,7 +65,7 @@ class EverywhereTest(harness.CtlTest):
                     f"obg_manifestctl: {complaint}\nobg_manifestctl: try obg_manifestctl --help\n"))
 
     def test_a_wrong_word_is_answered_with_the_words_that_there_are(self):
-        self.assertRun(self.ctl("--format", "xml"), 2, err=(
+        self.assertRun(self.ctl("--format", "xml", "list"), 2, err=(
             "obg_manifestctl: --format: it is one of text, json, sarif\n"
             "obg_manifestctl: try obg_manifestctl --help\n"))
 

@@ -1,4 +1,4 @@
-"""What the program's own help lists: its commands and options."""
+"""What the program's own help lists: its commands and options. Its layout differs from one version of CLI11 to another."""
 
 import re
 import subprocess
@@ -12,7 +12,7 @@ def help_of(*command):
 
 def commands():
     """The commands in the order in which --help lists them."""
-    listed = help_of().split("Subcommands:", 1)[1]
+    listed = re.split("^subcommands:", help_of(), maxsplit=1, flags=re.IGNORECASE | re.MULTILINE)[1]
     return re.findall(r"^  ([a-z]+) ", listed, re.MULTILINE)
 
 
@@ -20,7 +20,7 @@ def options(*command):
     """The options of a command, or of the program, in their long form where they have one."""
     found = set()
     for line in help_of(*command).splitlines():
-        words = re.match(r" +(-[-\w]+(?:,-[-\w]+)*)", line)
+        words = re.match(r" +(-[-\w]+(?:, *-[-\w]+)*)", line)
         if words:
-            found.add(max(words[1].split(","), key=len))
+            found.add(max(re.split(", *", words[1]), key=len))
     return found
