@@ -366,8 +366,13 @@ TEST(HostileXml, anEntityInAnAttributeIsNotExpandedButCounts)
         return "<!DOCTYPE a [<!ENTITY e '" + kEntity + "'>]><a b='" + repeated("&e;", references) + "'/>";
     };
     EXPECT_EQ(parse(document(10), 50), "parsed\n1 elements, 1 attributes of 30 bytes, 0 bytes of text");
-    EXPECT_THAT(parse(document(11), 50),
+    // A library that has the bound itself may complain of the tag, too.
+    const std::string stopped = parse(document(11), 50);
+    EXPECT_THAT(stopped,
                 AllOf(StartsWith("failed\n"), EndsWith("\n0 elements, 0 attributes of 0 bytes, 0 bytes of text")));
+    if (LIBXML_VERSION < 21100) {
+        EXPECT_EQ(stopped, stoppedAfter(0, 0));
+    }
 }
 
 /** Documents that ask for what stands in another file. */

@@ -63,13 +63,14 @@ bool EntityBound::admits(std::size_t length)
     return m_expanded / kAllowedFactor <= read;
 }
 
-/// Ends the parse of the document and of the entity in it. Between the two there may be further contexts, each of which
-/// would go on to its next reference and comes here again.
+/// Ends the parse of the document and of the entity in it, with one complaint: libxml2 would have more, of the tag that
+/// it was stopped in. Between the two there may be further contexts with the same handler, each of which would go on to
+/// its next reference and comes here again.
 void EntityBound::stop(xmlParserCtxtPtr context)
 {
-    if (!m_isExceeded) {
-        m_isExceeded = true;
+    if (context->sax->error != nullptr) {
         context->sax->error(context, "%s", "Entities expand to far more than was read: parse stopped\n");
+        context->sax->error = nullptr;
     }
     for (xmlParserCtxtPtr stopped : {m_document, context}) {
         xmlStopParser(stopped);

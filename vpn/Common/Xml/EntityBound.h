@@ -32,6 +32,5 @@ private:
 
     _xmlParserCtxt* m_document;
     std::size_t m_expanded = 0;
-    bool m_isExceeded = false;
     EntityBound* m_outer;
 };
