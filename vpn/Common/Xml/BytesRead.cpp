@@ -93,19 +93,22 @@ std::size_t BytesRead::countDecoded() const
 
 #endif
 
-/// Stops early where the text ends or is broken.
+/// Stops early where the text ends or is broken. iconv is shown little more than it is to read: it converts all of that
+/// before it sees how little has room.
 void BytesRead::decodeTo(std::size_t decoded)
 {
+    constexpr std::size_t longestCharacter = 16;
     std::array<char, 4096> scratch; // NOLINT(cppcoreguidelines-pro-type-member-init): nobody reads it
     for (bool goesOn = true; goesOn && m_decoded < decoded;) {
+        const std::size_t room = std::min(decoded - m_decoded, scratch.size());
+        const std::size_t shown = std::min(room + longestCharacter, m_text.size() - m_raw);
         char* in = const_cast<char*>(m_text.data() + m_raw);
         char* out = scratch.data();
-        std::size_t left = m_text.size() - m_raw;
-        const std::size_t room = std::min(decoded - m_decoded, scratch.size());
+        std::size_t left = shown;
         std::size_t free = room;
         ::iconv(m_decoder, &in, &left, &out, &free);
-        goesOn = free < room;
-        m_raw = m_text.size() - left;
+        goesOn = left < shown;
+        m_raw += shown - left;
         m_decoded += room - free;
     }
 }
