@@ -138,7 +138,7 @@ class RulesTest(LintTest):
 
     def test_the_examples_have_no_fault_but_ids_that_are_not_recorded(self):
         examples = [*harness.SOURCE.glob("examples/[!b]*.xml"), *harness.SOURCE.glob("packaging/sample/**/manifest/*.xml")]
-        self.assertEqual(len(examples), 10)
+        self.assertGreaterEqual(len(examples), 10)
         for path in examples:
             with self.subTest(path):
                 run = self.ctl("lint", path, status=0)
