@@ -51,6 +51,15 @@ void putText(Json& object, std::string_view name, std::string_view bytes)
     }
 }
 
+void putOptionalText(Json& object, std::string_view name, const std::optional<std::string>& bytes)
+{
+    if (bytes) {
+        putText(object, name, *bytes);
+    } else {
+        object[std::string(name)] = nullptr;
+    }
+}
+
 Json kindAndVersion(std::uint32_t type, std::string_view version)
 {
     const std::string_view word = typeWord(type);

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,9 @@ Json documentOf(std::string_view command);
 /// Puts a byte string into an object. Where it is not UTF-8, each byte that is none becomes U+FFFD, and a member
 /// NAME_hex behind it holds the exact bytes as lower-case hexadecimal digits.
 void putText(Json& object, std::string_view name, std::string_view bytes);
+
+/// The same of a byte string that may be missing, which is null.
+void putOptionalText(Json& object, std::string_view name, const std::optional<std::string>& bytes);
 
 /// {"kind": WORD, "version": TEXT} of an entry; the kind is null for a number that no kind has.
 Json kindAndVersion(std::uint32_t type, std::string_view version);

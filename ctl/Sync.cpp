@@ -19,22 +19,13 @@ bool isChange(const SyncChange& planned)
     return planned.change != Change::Keep && planned.change != Change::Unrecorded;
 }
 
-void putOptional(Json& object, const std::string& name, const std::optional<std::string>& text)
-{
-    if (text) {
-        putText(object, name, *text);
-    } else {
-        object[name] = nullptr;
-    }
-}
-
 Json changesOf(const Synced& synced, bool isDryRun)
 {
     Json changes = Json::array();
     for (const SyncChange& planned : synced.plan.changes) {
         if (isDryRun || isChange(planned)) {
             Json object = objectOf(planned.change, planned.id, planned.before, planned.listed);
-            putOptional(object, "manifest", planned.manifest);
+            putOptionalText(object, "manifest", planned.manifest);
             changes.push_back(std::move(object));
         }
     }
@@ -46,8 +37,8 @@ Json findingsOf(const Synced& synced)
     Json findings = Json::array();
     for (const SyncFinding& finding : synced.findings) {
         Json object = {{"rule", finding.rule}};
-        putOptional(object, "manifest", finding.manifest);
-        putOptional(object, "id", finding.id);
+        putOptionalText(object, "manifest", finding.manifest);
+        putOptionalText(object, "id", finding.id);
         putText(object, "message", finding.message);
         findings.push_back(std::move(object));
     }

@@ -89,24 +89,15 @@ Summary summaryOf(const std::vector<Verified>& results)
     return summary;
 }
 
-void putOptional(Json& object, std::string_view name, const std::optional<std::string>& text)
-{
-    if (text) {
-        putText(object, name, *text);
-    } else {
-        object[std::string(name)] = nullptr;
-    }
-}
-
 Json objectOf(const Verified& result)
 {
     Json object = Json::object();
-    putOptional(object, "manifest", result.manifest);
-    putOptional(object, "id", result.id);
-    putOptional(object, "path", result.path);
+    putOptionalText(object, "manifest", result.manifest);
+    putOptionalText(object, "id", result.id);
+    putOptionalText(object, "path", result.path);
     object["result"] = wordOf(result.verdict);
-    putOptional(object, "expected", result.expected);
-    putOptional(object, "found", result.found);
+    putOptionalText(object, "expected", result.expected);
+    putOptionalText(object, "found", result.found);
     return object;
 }
 
