@@ -183,6 +183,7 @@ void XmlHierarchicalElement::copyApartFromChildren(const XmlHierarchicalElement&
 {
     m_name = other.m_name.c_str();
     m_value = other.m_value;
+    // A copy is the user's to change: a node's attributes were all added with the flag true, which their copies have.
     m_attributes = other.m_attributes;
 }
 
