@@ -1,7 +1,7 @@
 // NVAttributes, which keeps all its attributes in one block of memory, against two ordered maps.
 // Input: lines that each change one of two sets, the upper-case ones the second.
 //     tNAME=VALUE, fNAME=VALUE   sets an attribute, with the flag true or false
-//     a   sets all flags     c   clears     =   makes the first set a copy of the second, +   the second of the first
+//     c   clears     =   makes the first set a copy of the second, +   the second of the first
 
 #include "fuzz/support/Input.h"
 #include "fuzz/support/Require.h"
@@ -32,11 +32,6 @@ void change(Sets& set, const Sets& other, char operation, Input& line)
         set.values[name] = obg::test::cutAtNul(value);
         // The first addition decides on the flag.
         set.flags.emplace(name, operation == 't');
-    } else if (operation == 'a') {
-        set.attributes.allowAllUserOverrides();
-        for (auto& [name, flag] : set.flags) {
-            flag = true;
-        }
     } else if (operation == 'c') {
         set.attributes.clear();
         set.values.clear();
