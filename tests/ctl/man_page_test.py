@@ -74,7 +74,7 @@ class ManPageTest(harness.CtlTest):
     def test_operands_are_those_of_the_program(self):
         for command in program_help.commands():
             with self.subTest(command):
-                usage = re.search(r"Usage: (.*)", program_help.help_of(command))[1]
+                usage = re.search(r"obg_manifestctl .*\[OPTIONS\].*", program_help.help_of(command))[0]
                 operands = [word.strip("[].").lower() for word in usage.split()[2:] if word != "[OPTIONS]"]
                 heads = table(f"arguments of {command}")
                 self.assertEqual([head for head in heads if not head.startswith("-")], operands)
