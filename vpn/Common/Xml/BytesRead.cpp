@@ -10,9 +10,13 @@ namespace {
 
 const iconv_t kNone = reinterpret_cast<iconv_t>(-1); // NOLINT(performance-no-int-to-ptr): as iconv_open has it
 
-/// The encoding that the XML declaration of a document names, or an empty view at its beginning.
+/// The encoding that the XML declaration of a document names, or an empty view at its beginning. Behind a byte order
+/// mark older versions of libxml2 heed it, newer ones do not.
 std::string_view declaredEncoding(std::string_view text)
 {
+    constexpr std::string_view mark = "\xef\xbb\xbf";
+    const std::size_t skipped = LIBXML_VERSION < 21500 && text.starts_with(mark) ? mark.size() : 0;
+    text.remove_prefix(skipped);
     const std::string_view declaration = text.substr(0, text.find("?>"));
     const std::size_t begin = declaration.find_first_of("'\"", declaration.find("encoding"));
     if (!declaration.starts_with("<?xml") || begin == std::string_view::npos) {
@@ -41,6 +45,8 @@ BytesRead::BytesRead(xmlParserCtxtPtr document, std::string_view text)
     const std::string_view encoding = declaredEncoding(text);
     m_decoder = openDecoder(encoding);
     m_switch = static_cast<std::size_t>(encoding.data() - text.data()) + encoding.size() + 1;
+    m_raw = m_switch;
+    m_decoded = m_switch;
 }
 
 BytesRead::~BytesRead()

@@ -16,7 +16,7 @@ class BytesRead
 {
 public:
     /// `document` is the context of the whole document, `text` what libxml2 sees of it; both stay the caller's. Without
-    /// the text the count is that of the decoded bytes.
+    /// the text the count is libxml2's own, and right only for UTF-8.
     BytesRead(_xmlParserCtxt* document, std::string_view text);
     ~BytesRead();
     BytesRead(const BytesRead&) = delete;

@@ -24,8 +24,8 @@ struct XmlPosition
 {
     /// Counted from 1; 0 says that there is no such place.
     int line = 0;
-    /// In bytes from the beginning of the input as it was given, blanks and byte order mark included. Unless the parse
-    /// is watched, the bytes of another encoding than UTF-8 are counted as they are in UTF-8.
+    /// In bytes from the beginning of the input as it was given, blanks and byte order mark included. For a document in
+    /// another encoding than UTF-8 it is right only while somebody watches the parse.
     std::size_t offset = 0;
 };
 

@@ -498,6 +498,18 @@ TEST(QrnSaxParser, countsTheBytesOfTheInputInWhateverEncodingItIs)
     EXPECT_THAT(placesIn("<a>\xc3\xa4<b/></a>"), ElementsAre("1:<a", "1:<b", "1:<b/>", "1:</a>"));
 }
 
+TEST(QrnSaxParser, countsTheBytesOfALongTextInAnotherEncoding)
+{
+    EXPECT_THAT(placesIn("<?xml version='1.0' encoding='ISO-8859-1'?><a>" + std::string(10000, '\xe4') + "<b/></a>"),
+                ElementsAre("1:<a", "1:<b", "1:<b/>", "1:</a>"));
+}
+
+TEST(QrnSaxParser, countsTheBytesBehindAByteOrderMarkWhateverEncodingIsDeclared)
+{
+    EXPECT_THAT(placesIn("\xef\xbb\xbf<?xml version='1.0' encoding='ISO-8859-1'?><a>\xc3\xa4<b/></a>"),
+                ElementsAre("1:<a", "1:<b", "1:<b/>", "1:</a>"));
+}
+
 TEST(QrnSaxParser, withoutAParseThereIsNoPosition)
 {
     eventsOf("<a/>");
