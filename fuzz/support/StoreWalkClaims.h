@@ -62,7 +62,7 @@ inline void requireSoundFindings(const ctl::StoreWalk& walk, const std::vector<c
         require(std::ranges::find(ctl::kStoreRules, finding.rule, &ctl::StoreRule::name) != ctl::kStoreRules.end(),
                 "a finding is of a known rule");
         hasCause = hasCause || finding.rule.starts_with("cause-");
-        require(std::ranges::all_of(ctl::printable(finding.message), [](char byte) { return byte < 0 || byte >= ' '; }),
+        require(std::ranges::all_of(ctl::printable(finding.message), [](unsigned char byte) { return byte >= ' '; }),
                 "nothing in a message controls a terminal");
     }
     const bool isDamaged = !walk.isGood() && (walk.isHeaderCut || walk.isSupported);
