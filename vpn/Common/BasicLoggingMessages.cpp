@@ -15,20 +15,14 @@ constexpr std::array kMessages{
 
 constexpr LogMessageDef kUnknownMessage{"UNKNOWN", Logging::S_DEBUG, ""};
 
-LogMessageSet firstSet()
-{
-    unsigned long count = 0;
-    const LogMessageDef* messages = CLoggingMessages::get_message_set_0(count);
-    return {messages, Logging::MID_UNKNOWN, count};
-}
+constexpr std::array kSets{LogMessageSet{kMessages.data(), Logging::MID_UNKNOWN, kMessages.size()}};
 
 } // namespace
 
 const LogMessageSet* CLoggingMessages::getTables(unsigned long& count)
 {
-    static const std::array sets{firstSet()};
-    count = sets.size();
-    return sets.data();
+    count = kSets.size();
+    return kSets.data();
 }
 
 const LogMessageDef* CLoggingMessages::get_message_set_0(unsigned long& count)

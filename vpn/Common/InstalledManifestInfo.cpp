@@ -259,7 +259,7 @@ void CInstalledManifestInfo::loadInstalledFileData()
         return;
     }
     std::ifstream file(m_path, std::ios::binary);
-    if (!file.is_open()) {
+    if (!file) {
         logFileFailure("loadInstalledFileData", 267, "fstream::open", errno);
         m_state = InstalledManifestState::Unreadable;
         return;

@@ -30,7 +30,7 @@ std::string localTime()
 CStdoutLogger::CStdoutLogger(const char* programName) : m_programName(programName == nullptr ? "" : programName)
 {
     // A static constructor of another file may log before this file's own copy from <iostream> has run.
-    static const std::ios_base::Init standardStreams;
+    const std::ios_base::Init standardStreams;
 }
 
 CStdoutLogger::~CStdoutLogger() = default;

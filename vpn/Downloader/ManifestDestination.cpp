@@ -104,10 +104,9 @@ bool hasHash(const ManifestFileInfo& entry)
 
 void CManifestInfo::resolveFileNames(ManifestFileInfo& entry) const
 {
-    if (entry.fileName.empty()) {
-        entry.fileName = entry.uri;
-    }
-    entry.fileName.erase(0, entry.fileName.rfind('/') + 1);
+    std::string_view given = entry.fileName.empty() ? entry.uri : entry.fileName;
+    given.remove_prefix(given.rfind('/') + 1);
+    entry.fileName = given;
     entry.resolvedFileName = entry.fileName;
     std::string& name = entry.resolvedFileName;
     if (entry.type == eFileTypeTransform) {

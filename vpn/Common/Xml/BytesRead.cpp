@@ -39,9 +39,6 @@ iconv_t openDecoder(std::string_view encoding)
 BytesRead::BytesRead(xmlParserCtxtPtr document, std::string_view text)
     : m_document(document), m_text(text), m_decoder(kNone)
 {
-    if (text.empty()) {
-        return;
-    }
     const std::string_view encoding = declaredEncoding(text);
     m_decoder = openDecoder(encoding);
     m_switch = static_cast<std::size_t>(encoding.data() - text.data()) + encoding.size() + 1;

@@ -15,8 +15,7 @@ struct _xmlParserCtxt; // NOLINT(bugprone-reserved-identifier): libxml2's name
 class BytesRead
 {
 public:
-    /// `document` is the context of the whole document, `text` what libxml2 sees of it; both stay the caller's. Without
-    /// the text the count is libxml2's own, and right only for UTF-8.
+    /// `document` is the context of the whole document, `text` what libxml2 sees of it; both stay the caller's.
     BytesRead(_xmlParserCtxt* document, std::string_view text);
     ~BytesRead();
     BytesRead(const BytesRead&) = delete;

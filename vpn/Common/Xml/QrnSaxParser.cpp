@@ -40,8 +40,13 @@ struct Document
     ContextPtr context;
     /// What stands before, which libxml2 is not shown.
     XmlPosition begin{0, 0};
-    /// What libxml2 is shown; empty where that may go while it is parsed.
-    std::string_view text;
+};
+
+/// Somebody who watches a parse, and how far that has come. Nobody else pays for the count.
+struct Watch
+{
+    XmlWatcher& watcher;
+    BytesRead bytesRead;
 };
 
 /// A parse at work. The callbacks find it here, because libxml2 hands them a context of its own inside entities, whose
@@ -49,9 +54,8 @@ struct Document
 class Parse
 {
 public:
-    Parse(const Document& document, XmlWatcher* watcher)
-        : m_document(document), m_input(document.context->input), m_bytesRead(document.context.get(), document.text),
-          m_watcher(watcher), m_outer(s_current)
+    Parse(const Document& document, Watch* watch)
+        : m_document(document), m_input(document.context->input), m_watch(watch), m_outer(s_current)
     {
         s_current = this;
     }
@@ -72,7 +76,7 @@ public:
     std::string& value() { return m_value; }
 
     /// Null when nobody watches.
-    XmlWatcher* watcher() const { return m_watcher; }
+    Watch* watch() const { return m_watch; }
 
     /// True when the context at work is that of an entity.
     bool isInEntity(const xmlParserCtxt* context) const
@@ -80,10 +84,11 @@ public:
         return context != m_document.context.get() || context->input != m_input;
     }
 
-    XmlPosition position()
+    /// While somebody watches.
+    XmlPosition position() const
     {
         return {m_document.begin.line + xmlSAX2GetLineNumber(m_document.context.get()),
-                m_document.begin.offset + m_bytesRead.count()};
+                m_document.begin.offset + m_watch->bytesRead.count()};
     }
 
 private:
@@ -92,8 +97,7 @@ private:
     const Document& m_document;
     /// That of the document itself; an entity's is another one.
     const xmlParserInput* m_input;
-    BytesRead m_bytesRead;
-    XmlWatcher* m_watcher;
+    Watch* m_watch;
     Parse* m_outer;
     std::string m_value;
 };
@@ -195,26 +199,26 @@ void watchedStartElementCB(void* ctx, const xmlChar* name, const xmlChar** atts)
 {
     QrnSaxParser::startElementCB(ctx, name, atts);
     for (; atts != nullptr && atts[0] != nullptr && atts[1] != nullptr; atts += 2) {
-        Parse::current()->watcher()->seeAttribute(toView(atts[0]), toView(atts[1]));
+        Parse::current()->watch()->watcher.seeAttribute(toView(atts[0]), toView(atts[1]));
     }
 }
 
 void watchedElementValueCB(void* ctx, const xmlChar* ch, int len)
 {
     const Parse& parse = *Parse::current();
-    parse.watcher()->seeText({reinterpret_cast<const char*>(ch), static_cast<std::size_t>(std::max(len, 0))},
-                             parse.isInEntity(static_cast<xmlParserCtxtPtr>(ctx)));
+    parse.watch()->watcher.seeText({reinterpret_cast<const char*>(ch), static_cast<std::size_t>(std::max(len, 0))},
+                                   parse.isInEntity(static_cast<xmlParserCtxtPtr>(ctx)));
     QrnSaxParser::elementValueCB(ctx, ch, len);
 }
 
 /// Runs the parse of an opened document; without one it has failed already.
-std::uint32_t run(const Document& document, XmlMgr* sink, XmlWatcher* watcher = nullptr)
+std::uint32_t run(const Document& document, XmlMgr* sink, Watch* watch = nullptr)
 {
     const ContextPtr& context = document.context;
     if (context == nullptr) {
         return StatusCode::OperationFailed;
     }
-    Parse parse(document, watcher);
+    Parse parse(document, watch);
     context->_private = sink;
     // Not marked as initialised, so that libxml2 takes it for a SAX1 handler and gives attributes as plain pairs.
     xmlSAXHandler handler{};
@@ -222,7 +226,7 @@ std::uint32_t run(const Document& document, XmlMgr* sink, XmlWatcher* watcher = 
     handler.endElement = QrnSaxParser::endElementCB;
     handler.characters = QrnSaxParser::elementValueCB;
     handler.error = QrnSaxParser::errorCB;
-    if (watcher != nullptr) {
+    if (watch != nullptr) {
         handler.startElement = watchedStartElementCB;
         handler.characters = watchedElementValueCB;
     }
@@ -256,15 +260,15 @@ std::uint32_t QrnSaxParser::startParser(const std::string& input, XmlParserInput
 
 std::uint32_t QrnSaxParser::startWatchedParser(const std::string& document, XmlWatcher& watcher)
 {
-    Document opened = openBuffer(document);
-    opened.text = std::string_view(document).substr(opened.begin.offset);
-    return run(opened, m_sink, &watcher);
+    const Document opened = openBuffer(document);
+    Watch watch{watcher, {opened.context.get(), std::string_view(document).substr(opened.begin.offset)}};
+    return run(opened, m_sink, &watch);
 }
 
 XmlPosition QrnSaxParser::position()
 {
-    Parse* parse = Parse::current();
-    return parse == nullptr ? XmlPosition() : parse->position();
+    const Parse* parse = Parse::current();
+    return parse == nullptr || parse->watch() == nullptr ? XmlPosition() : parse->position();
 }
 
 void QrnSaxParser::startElementCB(void* ctx, const xmlChar* name, const xmlChar** atts)

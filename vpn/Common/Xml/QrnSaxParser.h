@@ -24,8 +24,7 @@ struct XmlPosition
 {
     /// Counted from 1; 0 says that there is no such place.
     int line = 0;
-    /// In bytes from the beginning of the input as it was given, blanks and byte order mark included. For a document in
-    /// another encoding than UTF-8 it is right only while somebody watches the parse.
+    /// In bytes from the beginning of the input as it was given, blanks and byte order mark included.
     std::size_t offset = 0;
 };
 
@@ -51,12 +50,14 @@ public:
     /// to the end.
     std::uint32_t startWatchedParser(const std::string& document, XmlWatcher& watcher);
 
-    /// For a sink, while it handles an event: how far libxml2 has read. At a start tag and its attributes that is right
-    /// behind the last attribute or the name, at an end tag behind its ">", so that the tag's "<" is the last one
-    /// before the offset. What an entity brings stands where it is referred to. Costs nothing unless it is asked for;
-    /// in other encodings than UTF-8 the answer takes time in proportion to what was read since the last one.
+    /// For a sink, while it handles an event of a watched parse: how far libxml2 has read. At a start tag and its
+    /// attributes that is right behind the last attribute or the name, at an end tag behind its ">", so that the tag's
+    /// "<" is the last one before the offset. What an entity brings stands where it is referred to. Costs nothing
+    /// unless it is asked for; in other encodings than UTF-8 the answer takes time in proportion to what was read since
+    /// the last one.
     ///
-    /// It is the innermost parse at work on this thread that answers; without one the position is that of nothing.
+    /// It is the innermost parse at work on this thread that answers; without one, or when nobody watches it, the
+    /// position is that of nothing.
     static XmlPosition position();
 
     /// What libxml2 calls. `ctx` is the parser context at work, which inside an entity is not the one of the document;

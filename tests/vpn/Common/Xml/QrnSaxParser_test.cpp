@@ -392,7 +392,7 @@ TEST(QrnSaxParser, withoutASinkEveryEventIsLoggedAndDropped)
 TEST(QrnSaxParser, aSinkMayParseWhileItIsParsedInto)
 {
     /** Reads another document at each start tag. */
-    class Nesting final : public XmlMgr
+    class Nesting final : public XmlMgr, public XmlWatcher
     {
     public:
         void addElement(const std::string&) override
@@ -403,12 +403,14 @@ TEST(QrnSaxParser, aSinkMayParseWhileItIsParsedInto)
         void endElement(const std::string&) override {}
         void setElementValue(const std::string& value) override { texts.push_back(value); }
         void addAttribute(const std::string&, const std::string&) override {}
+        void seeText(std::string_view, bool) override {}
+        void seeAttribute(std::string_view, std::string_view) override {}
 
         RecordingSink inner;
         Events texts;
     };
     Nesting sink;
-    EXPECT_EQ(QrnSaxParser(&sink).startParser("<a>y</a>", XmlInputBuffer), kSuccess);
+    EXPECT_EQ(QrnSaxParser(&sink).startWatchedParser("<a>y</a>", sink), kSuccess);
     EXPECT_THAT(sink.inner.events(), ElementsAre("<i", "'x'", ">i"));
     EXPECT_THAT(sink.texts, ElementsAre("y"));
 }
@@ -433,7 +435,7 @@ private:
     {
         const XmlPosition position = QrnSaxParser::position();
         ASSERT_LE(position.offset, m_document.size());
-        const std::size_t begin = m_document.rfind('<', position.offset - 1);
+        const std::size_t begin = position.offset == 0 ? 0 : m_document.rfind('<', position.offset - 1);
         events.push_back(std::to_string(position.line) + ":" + m_document.substr(begin, position.offset - begin));
     }
 
@@ -508,6 +510,14 @@ TEST(QrnSaxParser, countsTheBytesBehindAByteOrderMarkWhateverEncodingIsDeclared)
 {
     EXPECT_THAT(placesIn("\xef\xbb\xbf<?xml version='1.0' encoding='ISO-8859-1'?><a>\xc3\xa4<b/></a>"),
                 ElementsAre("1:<a", "1:<b", "1:<b/>", "1:</a>"));
+}
+
+TEST(QrnSaxParser, whereNobodyWatchesThereIsNoPosition)
+{
+    const std::string document = "<a b='c'>x</a>";
+    Places sink(document);
+    EXPECT_EQ(QrnSaxParser(&sink).startParser(document, XmlInputBuffer), kSuccess);
+    EXPECT_THAT(sink.events, ElementsAre("0:", "0:", "0:"));
 }
 
 TEST(QrnSaxParser, withoutAParseThereIsNoPosition)
