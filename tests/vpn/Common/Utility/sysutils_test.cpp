@@ -15,7 +15,6 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -76,7 +75,8 @@ extern "C" int select(int nfds, fd_set* __restrict reads, fd_set* __restrict wri
         errno = EINTR;
         return -1;
     }
-    return static_cast<int>(syscall(SYS_select, nfds, reads, writes, excepts, timeout));
+    const timespec wait{s_select.lastTimeout.tv_sec, s_select.lastTimeout.tv_usec * 1000};
+    return pselect(nfds, reads, writes, excepts, timeout == nullptr ? nullptr : &wait, nullptr);
 }
 
 namespace {
