@@ -1,7 +1,5 @@
 """`check`: all that is wrong with the bytes of a store, and what readers and the next run make of it."""
 
-import resource
-
 import harness
 from harness import SCRATCH, STORE, record, store_bytes, text_field
 
@@ -272,16 +270,10 @@ class CheckTest(harness.CtlTest):
                             ("dropped", HEADER + record("", "profile", "") * 70_000)):
             (SCRATCH / name).write_bytes(store)
             files.append(name)
-        limit = 256 << 20
-
-        def limited():
-            # A program under a sanitizer reserves terabytes before its first line runs.
-            if not harness.IS_SANITIZED:
-                resource.setrlimit(resource.RLIMIT_AS, (limit, limit))
-
-        run = self.ctl("--format", "json", "check", *files, status=1, preexec_fn=limited)
+        limited = harness.in_memory_of(256 << 20)
+        run = self.ctl("--format", "json", "check", *files, status=1, before=limited)
         self.assertEqual(run.err, "")
-        self.ctl("check", *files, status=1, preexec_fn=limited)
+        self.ctl("check", *files, status=1, before=limited)
 
     # Explanations.
 

@@ -13,6 +13,7 @@ CMake tells by environment variables where things are: OBG_CTL and OBG_TOOL are 
 the source tree, OBG_SANITIZE names the sanitizers of the build, OBG_COVERAGE is ON where it counts what is reached.
 """
 
+import functools
 import json
 import os
 import pathlib
@@ -51,6 +52,21 @@ STRACE = ["env", "ASAN_OPTIONS=detect_leaks=0", "strace"]
 def uncounted(reason):
     """Leaves a test out where what is reached is counted: a counting program writes files of its own when it ends."""
     return unittest.skipIf(IS_COUNTED, reason)
+
+
+@functools.cache
+def space_to_start():
+    """The address space that the program starts in, rounded up to a power of two: an emulator needs a lot of it."""
+    def starts_in(size):
+        return subprocess.run(["prlimit", f"--as={size}", CTL, "--version"], capture_output=True).returncode == 0
+
+    return next(filter(starts_in, (1 << exponent for exponent in range(20, 40))))
+
+
+def in_memory_of(size):
+    """A command that runs the program with that many bytes beside what it starts in. With a sanitizer there is no limit:
+    that reserves terabytes before the program's first line."""
+    return [] if IS_SANITIZED else ["prlimit", f"--as={space_to_start() + size}"]
 
 
 class Run:

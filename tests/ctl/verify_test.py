@@ -299,8 +299,7 @@ class VerifyTest(harness.CtlTest):
             stream.truncate(1 << 30)
         digits = "49bc20df15e412a64472421e13fe86ff1c5165e18b2afccf160d4dc19fe68a14"
         manifest = self.manifest(placed("resource", "large", digits))
-        limited = [] if harness.IS_SANITIZED else ["prlimit", f"--data={64 << 20}"]
-        run = self.ctl("verify", manifest, before=limited)
+        run = self.ctl("verify", manifest, before=harness.in_memory_of(64 << 20))
         self.assertRun(run, 0, "1 ok\n")
 
 
