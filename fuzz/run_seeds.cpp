@@ -1,12 +1,14 @@
 // NAME_fuzz FOLDER   runs a fuzz target without libFuzzer, on every file of the folder and on each of them cut short at
 // every byte, so that the seeds are ordinary tests under any compiler. A seed that fails ends the process.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <set>
 #include <string>
 
@@ -22,8 +24,9 @@ void runCutAtEveryByte(const std::filesystem::path& seed)
     const std::string bytes(std::istreambuf_iterator<char>(file), {});
     for (std::size_t size = 0; size <= bytes.size(); ++size) {
         // In a block of exactly that size, so that a sanitizer sees a read behind it.
-        const std::basic_string<std::uint8_t> cut(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
-        LLVMFuzzerTestOneInput(cut.data(), cut.size());
+        const auto cut = std::make_unique<std::uint8_t[]>(size);
+        std::copy_n(bytes.begin(), size, cut.get());
+        LLVMFuzzerTestOneInput(cut.get(), size);
     }
 }
 
