@@ -119,6 +119,7 @@ private:
     using Failure = InstalledManifestFailure;
 
     bool read(char* bytes, std::size_t size);
+    bool hasFailed() const;
     bool readManifestData(Failure::Field field, std::uint32_t& value);
     bool readManifestData(Failure::Field field, InstalledManifestText& text);
     bool fail(Failure::Field field, Failure::Cause cause, std::uint64_t offset);
