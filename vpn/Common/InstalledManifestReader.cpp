@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <istream>
 
 namespace {
 
@@ -48,14 +47,12 @@ bool CInstalledManifestReader::read(char* bytes, std::size_t size)
     errno = 0;
     m_file.read(bytes, static_cast<std::streamsize>(size));
     m_offset += static_cast<std::uint64_t>(m_file.gcount());
+    // File streams of LLVM's library take a read that fails for the end of the file, and give what came before it:
+    // errno alone tells. An interrupted read has not failed.
+    if (errno != 0 && errno != EINTR) {
+        m_error = errno;
+    }
     return m_file.good();
-}
-
-/// Whether the read that stopped short failed. To file streams of LLVM's library it is the end of the file then, and
-/// errno alone tells; at a real end no call has failed, though one may have been interrupted.
-bool CInstalledManifestReader::hasFailed() const
-{
-    return m_file.bad() || (errno != 0 && errno != EINTR);
 }
 
 bool CInstalledManifestReader::readManifestData(Failure::Field field, std::uint32_t& value)
@@ -63,7 +60,7 @@ bool CInstalledManifestReader::readManifestData(Failure::Field field, std::uint3
     const std::uint64_t offset = m_offset;
     std::array<char, sizeof value> bytes{};
     if (!read(bytes.data(), bytes.size())) {
-        return fail(field, hasFailed() ? Failure::Cause::NumberUnreadable : Failure::Cause::NumberCut, offset);
+        return fail(field, isBroken() ? Failure::Cause::NumberUnreadable : Failure::Cause::NumberCut, offset);
     }
     value = 0;
     for (std::size_t i = bytes.size(); i > 0; --i) {
@@ -88,7 +85,7 @@ bool CInstalledManifestReader::readManifestData(Failure::Field field, InstalledM
     for (std::size_t held = 0; held < text.count;) {
         if (!read(value.data() + held, value.size() - held)) {
             value.clear();
-            return fail(field, hasFailed() ? Failure::Cause::TextUnreadable : Failure::Cause::TextCut, text.offset);
+            return fail(field, isBroken() ? Failure::Cause::TextUnreadable : Failure::Cause::TextCut, text.offset);
         }
         held = value.size();
         value.resize(std::min<std::size_t>(text.count, held + kReadStep));
@@ -100,6 +97,6 @@ bool CInstalledManifestReader::readManifestData(Failure::Field field, InstalledM
 
 bool CInstalledManifestReader::fail(Failure::Field field, Failure::Cause cause, std::uint64_t offset)
 {
-    m_failure = {field, cause, offset, hasFailed() ? errno : 0};
+    m_failure = {field, cause, offset, m_error};
     return false;
 }

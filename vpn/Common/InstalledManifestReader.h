@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <iosfwd>
+#include <istream>
 #include <string>
 
 /// A text of a store's file, and what its bytes are.
@@ -119,7 +119,7 @@ private:
     using Failure = InstalledManifestFailure;
 
     bool read(char* bytes, std::size_t size);
-    bool hasFailed() const;
+    bool isBroken() const { return m_file.bad() || m_error != 0; }
     bool readManifestData(Failure::Field field, std::uint32_t& value);
     bool readManifestData(Failure::Field field, InstalledManifestText& text);
     bool fail(Failure::Field field, Failure::Cause cause, std::uint64_t offset);
@@ -128,5 +128,7 @@ private:
     std::uint32_t m_major = 0;
     std::uint32_t m_minor = 0;
     std::uint64_t m_offset = 0;
+    /// The errno of a read that failed, or 0.
+    int m_error = 0;
     Failure m_failure;
 };
