@@ -270,7 +270,7 @@ class CheckTest(harness.CtlTest):
                             ("dropped", HEADER + record("", "profile", "") * 70_000)):
             (SCRATCH / name).write_bytes(store)
             files.append(name)
-        limited = harness.in_memory_of(256 << 20)
+        limited = harness.in_memory_of(240 << 20)
         run = self.ctl("--format", "json", "check", *files, status=1, before=limited)
         self.assertEqual(run.err, "")
         self.ctl("check", *files, status=1, before=limited)

@@ -286,7 +286,7 @@ class LookingTest(harness.CtlTest):
         for command in LOOKING:
             with self.subTest(command):
                 run = self.ctl("--format", "json", "--store", str(SCRATCH / "store"), *command,
-                               before=harness.in_memory_of(256 << 20))
+                               before=harness.in_memory_of(240 << 20))
                 self.assertEqual((run.err, run.status in (0, 1)), ("", True), run.err)
 
 

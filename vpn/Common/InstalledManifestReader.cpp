@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <istream>
 
 namespace {
 
@@ -60,7 +61,7 @@ bool CInstalledManifestReader::readManifestData(Failure::Field field, std::uint3
     const std::uint64_t offset = m_offset;
     std::array<char, sizeof value> bytes{};
     if (!read(bytes.data(), bytes.size())) {
-        return fail(field, isBroken() ? Failure::Cause::NumberUnreadable : Failure::Cause::NumberCut, offset);
+        return failRead(field, Failure::Cause::NumberUnreadable, Failure::Cause::NumberCut, offset);
     }
     value = 0;
     for (std::size_t i = bytes.size(); i > 0; --i) {
@@ -77,7 +78,8 @@ bool CInstalledManifestReader::readManifestData(Failure::Field field, InstalledM
         return false;
     }
     if (text.count == 0) {
-        return fail(field, Failure::Cause::CountZero, text.offset);
+        m_failure = {field, Failure::Cause::CountZero, text.offset, 0};
+        return false;
     }
     // Made in its size and not grown to it, as a string that grows takes room for twice as much.
     std::string& value = text.value;
@@ -85,7 +87,7 @@ bool CInstalledManifestReader::readManifestData(Failure::Field field, InstalledM
     for (std::size_t held = 0; held < text.count;) {
         if (!read(value.data() + held, value.size() - held)) {
             value.clear();
-            return fail(field, isBroken() ? Failure::Cause::TextUnreadable : Failure::Cause::TextCut, text.offset);
+            return failRead(field, Failure::Cause::TextUnreadable, Failure::Cause::TextCut, text.offset);
         }
         held = value.size();
         value.resize(std::min<std::size_t>(text.count, held + kReadStep));
@@ -95,8 +97,11 @@ bool CInstalledManifestReader::readManifestData(Failure::Field field, InstalledM
     return true;
 }
 
-bool CInstalledManifestReader::fail(Failure::Field field, Failure::Cause cause, std::uint64_t offset)
+/// Notes why a read stopped short.
+bool CInstalledManifestReader::failRead(Failure::Field field, Failure::Cause unreadable, Failure::Cause cut,
+                                        std::uint64_t offset)
 {
-    m_failure = {field, cause, offset, m_error};
+    const bool isBroken = m_file.bad() || m_error != 0;
+    m_failure = {field, isBroken ? unreadable : cut, offset, m_error};
     return false;
 }

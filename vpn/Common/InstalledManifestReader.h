@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <istream>
+#include <iosfwd>
 #include <string>
 
 /// A text of a store's file, and what its bytes are.
@@ -119,10 +119,9 @@ private:
     using Failure = InstalledManifestFailure;
 
     bool read(char* bytes, std::size_t size);
-    bool isBroken() const { return m_file.bad() || m_error != 0; }
     bool readManifestData(Failure::Field field, std::uint32_t& value);
     bool readManifestData(Failure::Field field, InstalledManifestText& text);
-    bool fail(Failure::Field field, Failure::Cause cause, std::uint64_t offset);
+    bool failRead(Failure::Field field, Failure::Cause unreadable, Failure::Cause cut, std::uint64_t offset);
 
     std::istream& m_file;
     std::uint32_t m_major = 0;
